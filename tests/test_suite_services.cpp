@@ -1,0 +1,164 @@
+// The host services the plug-in stands on: messages, settings, paths, shell runs and the loader.
+#include "fio.h"
+#include "gen.h"
+#include "msg.h"
+#include "thr.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <fstream>
+#include <unistd.h>
+
+namespace {
+
+struct RECORDING_SINK : MSG_SINK {
+    std::vector<std::pair<MSG_KIND, std::string>> rows;
+    void show(MSG_KIND kind, int, const std::string& text) override { rows.emplace_back(kind, text); }
+};
+
+std::string temp_dir()
+{
+    char pattern[] = "/tmp/suite_services.XXXXXX";
+    return std::string(mkdtemp(pattern)) + "/";
+}
+
+} // namespace
+
+TEST(Messages, TemplateArgumentsAndKey)
+{
+    MSG_E message("Can't save or open file %1!s!/EPGMDQ_FILE_IO_ERROR");
+    message.fill_args("/tmp/a.wvf");
+    EXPECT_EQ(message.text(), "Can't save or open file /tmp/a.wvf");
+    EXPECT_EQ(message.key(), "EPGMDQ_FILE_IO_ERROR");
+}
+
+TEST(Messages, PostedByRegistrationAndSuppressionOfNullMessages)
+{
+    RECORDING_SINK sink;
+    msg_set_sink(&sink);
+    const int ids[] = {900001, 900002};
+    const int types[] = {MSG_REGISTRATION_ERROR, MSG_REGISTRATION_INFO};
+    MSG_ID_REGISTRAR registrar(ids, types, 2);
+
+    auto* error = new MSG_E("%1!s!/E_KEY");
+    error->fill_args("broken");
+    error->set_id(900001);
+    msg_post(error);
+    msg_post(new MSG_I_NULL());
+    auto* mismatched = new MSG_I("%1!s!/I_KEY");
+    mismatched->fill_args("wrong kind");
+    mismatched->set_id(900001);
+    msg_post(mismatched);
+    msg_set_sink(nullptr);
+
+    ASSERT_EQ(sink.rows.size(), 2u);
+    EXPECT_EQ(sink.rows[0].first, MSG_KIND::ERROR);
+    EXPECT_EQ(sink.rows[0].second, "broken");
+    EXPECT_EQ(sink.rows[1].first, MSG_KIND::WARNING);
+}
+
+TEST(Messages, DebugMessagesFollowTheConfiguredLevel)
+{
+    RECORDING_SINK sink;
+    msg_set_sink(&sink);
+    msg_set_debug_level(1);
+    msg_post(new MSG_D("PGMDQ", 2, "hidden"));
+    msg_post(new MSG_D("PGMDQ", 1, "shown"));
+    msg_set_debug_level(0);
+    msg_set_sink(nullptr);
+    ASSERT_EQ(sink.rows.size(), 1u);
+    EXPECT_EQ(sink.rows[0].second, "PGMDQ: shown");
+}
+
+TEST(Messages, InternalErrorThrowsWithItsPlace)
+{
+    try {
+        MSG_INTERNAL_ERROR::report("count > 0", "PGMDQ", "pgmdq_cookie_monster", 42);
+        FAIL() << "report returned";
+    } catch (const MSG_INTERNAL_ERROR_EXCEPTION& error) {
+        EXPECT_EQ(error.text(), "count > 0");
+        EXPECT_EQ(error.module(), "PGMDQ");
+        EXPECT_EQ(error.file(), "pgmdq_cookie_monster");
+        EXPECT_EQ(error.line(), 42);
+    }
+}
+
+TEST(Settings, ValuesSwitchesAndOverrides)
+{
+    const std::string dir = temp_dir();
+    std::ofstream(dir + "site.ini") << "[switches]\nPGMDQ_RECURSIVE_PERSONEL_TEST=on\nOTHER=off\n"
+                                    << "[pof]\nmail_to=a@b.c, d@e.f\n";
+    gen_load_settings(dir + "site.ini");
+    EXPECT_TRUE(cfg_is_on("PGMDQ_RECURSIVE_PERSONEL_TEST"));
+    EXPECT_FALSE(cfg_is_on("OTHER"));
+    EXPECT_FALSE(cfg_is_on("MISSING"));
+    EXPECT_EQ(gen_get_setting("pof/mail_to"), "a@b.c,d@e.f");
+    EXPECT_EQ(gen_get_setting("pof/none", "fallback"), "fallback");
+    gen_set_setting("pof/none", "set");
+    EXPECT_EQ(gen_get_setting("pof/none", "fallback"), "set");
+}
+
+TEST(Strings, TrimUpperCompare)
+{
+    EXPECT_EQ(gen_remove_leading_and_trailing_white_spaces("  \t12 34\r\n"), "12 34");
+    EXPECT_EQ(gen_remove_leading_and_trailing_white_spaces(" \n "), "");
+    std::string text = "0a1b";
+    stl_toupper(text);
+    EXPECT_EQ(text, "0A1B");
+    EXPECT_EQ(gen_strcmp(nullptr, ""), 0);
+    EXPECT_FALSE(gen_get_is_qt());
+}
+
+struct EXTENSION_CASE {
+    const char* path;
+    const char* ext;
+    const char* expected;
+};
+
+class PathExtension : public ::testing::TestWithParam<EXTENSION_CASE> {};
+
+TEST_P(PathExtension, Applies)
+{
+    FIO_PATH path(GetParam().path);
+    path.extension(GetParam().ext);
+    EXPECT_EQ(path.str(), GetParam().expected);
+}
+
+INSTANTIATE_TEST_SUITE_P(Cases, PathExtension,
+                         ::testing::Values(EXTENSION_CASE{"/tmp/log", ".txt", "/tmp/log.txt"},
+                                           EXTENSION_CASE{"/tmp/log.txt", ".txt", "/tmp/log.txt"},
+                                           EXTENSION_CASE{"/tmp/trace.v1", ".wvf", "/tmp/trace.wvf"},
+                                           EXTENSION_CASE{"/tmp/a.d/trace", ".wvf", "/tmp/a.d/trace.wvf"}));
+
+TEST(Files, ExistsStatusAndFullPath)
+{
+    const std::string dir = temp_dir();
+    std::ofstream(dir + "five") << "12345";
+    FIO_STATUS status;
+    EXPECT_TRUE(FIO_FILE_SYSTEM::exists((dir + "five").c_str()));
+    EXPECT_FALSE(FIO_FILE_SYSTEM::exists((dir + "six").c_str()));
+    ASSERT_TRUE(FIO_FILE_SYSTEM::status((dir + "five").c_str(), &status));
+    EXPECT_EQ(status.size, 5u);
+    EXPECT_EQ(FIO_PATH(dir + "x/../five").fullpath(), dir + "five");
+    EXPECT_EQ(FIO_PATH(dir + "sub/").fullpath(), dir + "sub/");
+}
+
+TEST(Shell, ExitStatusAndRealCommands)
+{
+    const std::string dir = temp_dir();
+    EXPECT_EQ(thr_run("true"), 0);
+    EXPECT_EQ(thr_run("exit 3"), 3);
+    EXPECT_EQ(thr_run(("echo hi > " + dir + "out && test -s " + dir + "out").c_str()), 0);
+    EXPECT_NE(thr_run("no_such_command_here 2>/dev/null"), 0);
+}
+
+TEST(Loader, MapsDllNamesAndReportsMissingLibraries)
+{
+    EXPECT_EQ(thr_drl_load("no_such_library.dll"), nullptr);
+    EXPECT_NE(thr_drl_last_error().find("no_such_library"), std::string::npos);
+    void* msg = thr_drl_load("msg.dll");
+    ASSERT_NE(msg, nullptr);
+    EXPECT_NE(thr_drl_find_function(msg, "_Z8msg_postP8MSG_BASE"), nullptr);
+    EXPECT_EQ(thr_drl_find_function(msg, "no_such_function"), nullptr);
+}
