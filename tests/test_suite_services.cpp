@@ -14,7 +14,7 @@ namespace {
 
 struct RECORDING_SINK : MSG_SINK {
     std::vector<std::pair<MSG_KIND, std::string>> rows;
-    void show(MSG_KIND kind, int, const std::string& text) override { rows.emplace_back(kind, text); }
+    void receive(MSG_KIND kind, int, const std::string& text) override { rows.emplace_back(kind, text); }
 };
 
 std::string temp_dir()

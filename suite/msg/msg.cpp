@@ -41,7 +41,7 @@ void deliver(MSG_KIND kind, int id, const std::string& text)
 {
     std::lock_guard<std::mutex> lock(post_mutex());
     if (g_sink)
-        g_sink->show(kind, id, text);
+        g_sink->receive(kind, id, text);
     else if (id)
         std::fprintf(stderr, "%s (%d): %s\n", kind_name(kind), id, text.c_str());
     else

@@ -114,7 +114,7 @@ private:
 class MSG_SINK {
 public:
     virtual ~MSG_SINK() = default;
-    virtual void show(MSG_KIND kind, int id, const std::string& text) = 0;
+    virtual void receive(MSG_KIND kind, int id, const std::string& text) = 0;
 };
 
 void msg_set_sink(MSG_SINK* sink);

@@ -1,0 +1,14 @@
+#pragma once
+
+#include <QGraphicsScene>
+
+// A chain view; its mouse handlers only pass the events on.
+class PGMDQ_CM_AUTO_CHAIN : public QGraphicsScene {
+    Q_OBJECT
+public:
+    using QGraphicsScene::QGraphicsScene;
+
+protected:
+    void mousePressEvent(QGraphicsSceneMouseEvent* event) override;
+    void mouseDoubleClickEvent(QGraphicsSceneMouseEvent* event) override;
+};

@@ -1,0 +1,4 @@
+// The test frame adds nothing; its unit carries its meta-object.
+#include "pgmdq_msgs.h"
+
+#include "pgmdq_test.h"
