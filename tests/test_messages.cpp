@@ -1,0 +1,106 @@
+// The plug-in's message types and host messages, as the user sees them.
+#include "pgmdq_msgs.h"
+
+#include <QImage>
+#include <QtTest>
+
+namespace {
+
+struct RECORDING_SINK : MSG_SINK {
+    QStringList rows;
+    void receive(MSG_KIND kind, int id, const std::string& text) override
+    {
+        rows << QString("%1|%2|%3").arg(int(kind)).arg(id).arg(QString::fromStdString(text));
+    }
+};
+
+QImage image_of(const QIcon& icon)
+{
+    return icon.pixmap(16, 16).toImage().convertToFormat(QImage::Format_ARGB32);
+}
+
+} // namespace
+
+class TEST_MESSAGES : public QObject {
+    Q_OBJECT
+private slots:
+    void line_types_have_their_prefix_and_icon_data();
+    void line_types_have_their_prefix_and_icon();
+    void icons_are_sixteen_pixel_resources();
+    void host_messages_fill_their_templates();
+    void suppressed_info_shows_nothing_errors_still_appear();
+    void debug_messages_follow_the_level();
+};
+
+void TEST_MESSAGES::line_types_have_their_prefix_and_icon_data()
+{
+    QTest::addColumn<int>("type");
+    QTest::addColumn<QString>("prefix");
+    QTest::addColumn<QString>("icon");
+    QTest::newRow("info") << 0 << "Info: " << ":icons/pgmdq_msg_info_icon.png";
+    QTest::newRow("warning") << 1 << "Warning: " << ":icons/pgmdq_msg_warning_icon.png";
+    QTest::newRow("error") << 2 << "Error: " << ":icons/pgmdq_msg_error_icon.png";
+    QTest::newRow("pof error") << 3 << "POF Error: " << ":icons/pgmdq_msg_error_icon.png";
+}
+
+void TEST_MESSAGES::line_types_have_their_prefix_and_icon()
+{
+    QFETCH(int, type);
+    QFETCH(QString, prefix);
+    QFETCH(QString, icon);
+    QCOMPARE(PGMDQ_MSG_TYPE_STRING[type], prefix);
+    QCOMPARE(image_of(PGMDQ_MSG_TYPE_ICON[type]), QImage(icon).convertToFormat(QImage::Format_ARGB32));
+}
+
+void TEST_MESSAGES::icons_are_sixteen_pixel_resources()
+{
+    for (const char* path : {":icons/pgmdq_msg_info_icon.png", ":icons/pgmdq_msg_warning_icon.png",
+                             ":icons/pgmdq_msg_error_icon.png", ":icons/pgmdq_hardware_setup_icon.png"}) {
+        const QImage image(path);
+        QVERIFY2(!image.isNull(), path);
+        QCOMPARE(image.size(), QSize(16, 16));
+    }
+    QVERIFY(image_of(PGMDQ_MSG_TYPE_ICON[PGMDQ_MSG_TYPE_INFO]) != image_of(PGMDQ_MSG_TYPE_ICON[PGMDQ_MSG_TYPE_ERROR]));
+}
+
+void TEST_MESSAGES::host_messages_fill_their_templates()
+{
+    RECORDING_SINK sink;
+    msg_set_sink(&sink);
+    msg_post(MSG_PGMDQ::E::FILE_IO_ERROR("/tmp/trace.wvf"));
+    msg_post(MSG_PGMDQ::I::PGMDQ_COMMON_MSG("USEDW count: 12"));
+    msg_post(MSG_PGMDQ::E::PGMDQ_COMMON_ERROR_MSG("Fail to read memory"));
+    msg_set_sink(nullptr);
+    QCOMPARE(sink.rows, QStringList({"2|208400|Can't save or open file /tmp/trace.wvf", "0|14600|USEDW count: 12",
+                                     "2|14601|Fail to read memory"}));
+}
+
+void TEST_MESSAGES::suppressed_info_shows_nothing_errors_still_appear()
+{
+    RECORDING_SINK sink;
+    msg_set_sink(&sink);
+    MSG_INDEX::get_default_index()->suppress(14600);
+    msg_post(MSG_PGMDQ::I::PGMDQ_COMMON_MSG("quiet"));
+    msg_post(MSG_PGMDQ::E::PGMDQ_COMMON_ERROR_MSG("loud"));
+    msg_post(MSG_PGMDQ::E::FILE_IO_ERROR("/x"));
+    MSG_INDEX::get_default_index()->unsuppress_all();
+    msg_set_sink(nullptr);
+    QCOMPARE(sink.rows, QStringList({"2|14601|loud", "2|208400|Can't save or open file /x"}));
+}
+
+void TEST_MESSAGES::debug_messages_follow_the_level()
+{
+    RECORDING_SINK sink;
+    msg_set_sink(&sink);
+    MSG_PGMDQ::DEBUG_MSG("at level %d", 2);
+    msg_set_debug_level(2);
+    MSG_PGMDQ::DEBUG_MSG("at level %d", 2);
+    MSG_PGMDQ::DEBUG_MSG(3, "too deep");
+    msg_vdebug_impl(1, "%s", "shallow");
+    msg_set_debug_level(0);
+    msg_set_sink(nullptr);
+    QCOMPARE(sink.rows, QStringList({"3|0|PGMDQ: at level 2", "3|0|PGMDQ: shallow"}));
+}
+
+QTEST_MAIN(TEST_MESSAGES)
+#include "test_messages.moc"
