@@ -37,6 +37,9 @@ check "package require" [package require ::vexmoor::pgmdq] 1.0
 check "global command" [info commands pgmdq_frame_dummy] pgmdq_frame_dummy
 check "namespaced command" [info commands ::vexmoor::pgmdq::pgmdq_frame_dummy] ::vexmoor::pgmdq::pgmdq_frame_dummy
 check "no arguments" [pgmdq_frame_dummy] ""
+# Loaded by Tcl, the library does not also offer itself as a static package.
+check "loaded dynamically" [lsearch -exact [info loaded] [list {} Pgmdq]] -1
+check_match "loaded from the library folder" "*libpgm_pgmdq.so Pgmdq*" [info loaded]
 
 foreach option {-h -help -he -hel -long_help -long_he -l -lo} {
     set text [printed [list pgmdq_frame_dummy $option]]

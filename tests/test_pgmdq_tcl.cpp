@@ -199,6 +199,13 @@ TEST_F(INTERPRETER_FIXTURE, InitProvidesThePackageAndItsCommand)
     EXPECT_EQ(Tcl_Eval(m_interp, "package present ::vexmoor::pgmdq"), TCL_ERROR);
 }
 
+TEST_F(INTERPRETER_FIXTURE, LinkedLibraryIsOfferedAsAStaticPackage)
+{
+    EXPECT_NE(eval("info loaded").find("{} Pgmdq"), std::string::npos);
+    EXPECT_EQ(Tcl_Eval(m_interp, "load {} Pgmdq"), TCL_OK);
+    EXPECT_EQ(eval("package present ::vexmoor::pgmdq"), "1.0");
+}
+
 TEST_F(INTERPRETER_FIXTURE, InitAnswersOkEvenWhenTheProvideFails)
 {
     eval("package provide ::vexmoor::pgmdq 2.0");
