@@ -36,6 +36,7 @@ class TEST_FRAME_WND : public QObject {
     Q_OBJECT
 private slots:
     void tabs_in_order_first_current();
+    void meta_object_has_its_three_slots_in_order();
     void menus_of_a_main_window();
     void menus_of_a_separate_window();
     void modified_flag_enables_save();
@@ -59,6 +60,16 @@ void TEST_FRAME_WND::tabs_in_order_first_current()
     QCOMPARE(tabs->widget(0)->metaObject()->className(), "PGMDQ_COOKIE_MONSTER");
     QCOMPARE(tabs->widget(1)->metaObject()->className(), "PGMDQ_POF_CHECKER");
     QCOMPARE(tabs->widget(2)->metaObject()->className(), "PGMDQ_DEBUG_WAVEFORM_VIEWER");
+}
+
+void TEST_FRAME_WND::meta_object_has_its_three_slots_in_order()
+{
+    const QMetaObject& meta = PGMDQ_FRAME_WND::staticMetaObject;
+    QCOMPARE(meta.className(), "PGMDQ_FRAME_WND");
+    QStringList own;
+    for (int i = meta.methodOffset(); i < meta.methodCount(); ++i)
+        own << QString::fromLatin1(meta.method(i).methodSignature()) + (meta.method(i).methodType() == QMetaMethod::Slot ? "" : "?");
+    QCOMPARE(own, QStringList({"set_window_modified()", "update()", "reject()"}));
 }
 
 void TEST_FRAME_WND::menus_of_a_main_window()
