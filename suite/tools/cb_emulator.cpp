@@ -17,6 +17,7 @@
 // "ABCD" stands for the bytes 0xCD, 0xAB. A comment line names each segment before its first word.
 #include "cb_tools.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <strings.h>
 
@@ -74,7 +75,6 @@ public:
 
 private:
     void seal_frame(unsigned char* frame, const CB_SEGMENT& segment);
-    std::string dat_text_path(const std::string& base) const;
     bool write_dat(const std::string& path) const;
     std::string debug_text() const;
     std::string info_text() const;

@@ -19,9 +19,10 @@
 
 #include <zlib.h>
 
+#include <cctype>
 #include <cerrno>
 #include <cstdio>
-#include <cstring>
+#include <cstdlib>
 #include <sstream>
 #include <strings.h>
 #include <sys/stat.h>
