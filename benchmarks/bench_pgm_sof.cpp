@@ -14,19 +14,34 @@
 
 namespace {
 
+// KS470's design in a temporary directory that lasts as long as the run.
+class DESIGN_FILE {
+public:
+    DESIGN_FILE()
+    {
+        char pattern[] = "/tmp/bench_pgm_sof.XXXXXX";
+        m_dir = mkdtemp(pattern);
+        m_path = m_dir + "/ks470.sof";
+        const PGM_DEVICE device(*PGM_DEVICE_DATABASE::find_die("KS470"));
+        if (!pgm_sof_write(m_path, pgm_compile_design(device, 1)))
+            std::abort();
+    }
+    ~DESIGN_FILE()
+    {
+        unlink(m_path.c_str());
+        rmdir(m_dir.c_str());
+    }
+    const std::string& path() const { return m_path; }
+
+private:
+    std::string m_dir;
+    std::string m_path;
+};
+
 const std::string& design_path()
 {
-    static const std::string path = [] {
-        char pattern[] = "/tmp/bench_pgm_sof.XXXXXX";
-        const std::string dir = mkdtemp(pattern);
-        const std::string file = dir + "/ks470.sof";
-        const PGM_DEVICE device(*PGM_DEVICE_DATABASE::find_die("KS470"));
-        if (!pgm_sof_write(file, pgm_compile_design(device, 1)))
-            std::abort();
-        std::atexit([] { std::system(("rm -rf " + design_path().substr(0, design_path().rfind('/'))).c_str()); });
-        return file;
-    }();
-    return path;
+    static const DESIGN_FILE file;
+    return file.path();
 }
 
 std::size_t file_size(const std::string& path)
