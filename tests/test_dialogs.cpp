@@ -63,7 +63,7 @@ void TEST_DIALOGS::busy_dialog_shows_elapsed_time()
     QCOMPARE(busy.text(), QStringLiteral("Please wait while Programmer is processing..."));
     QCOMPARE(busy.windowTitle(), QStringLiteral("Programmer Debug Waveform Viewer"));
     QCOMPARE(busy.elapsed_text(), QStringLiteral("Elapsed time: 00:00:00"));
-    thr_msleep(1100);  // the GUI thread keeps handling the dialog's timer while it sleeps
+    thr_msleep(1400);  // the GUI thread keeps handling the dialog's timer while it sleeps
     QCOMPARE(busy.elapsed_text(), QStringLiteral("Elapsed time: 00:00:01"));
 }
 

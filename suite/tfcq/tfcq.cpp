@@ -130,7 +130,7 @@ TFCQ_BUSY_DLG::TFCQ_BUSY_DLG(const QString& text, const QString& title, QWidget*
     m_elapsed.start();
     update_elapsed();
     connect(m_timer, &QTimer::timeout, this, &TFCQ_BUSY_DLG::update_elapsed);
-    m_timer->start(1000);
+    m_timer->start(250);  // often enough that the seconds shown never lag by a whole second
     show();
     QCoreApplication::processEvents(QEventLoop::ExcludeUserInputEvents);
 }
