@@ -66,7 +66,7 @@ class PGMD_CM_GENERATOR {
 public:
     // The command lines ordered so that consecutive tests change as little as possible: grouped
     // by DUT, then memory, scheme and clock, the supply changing fastest. Lines that are not
-    // commands follow in their order. A new[] array of count strings the caller delete[]s.
+    // commands of the catalogue follow in their order. A new[] array of count strings the caller delete[]s.
     std::string* optimize_test_case(unsigned count, std::string* lines);
     // The process lines the batch's commands need ("PROCESS +Generate SOF", ...): every test
     // needs the SOF; passive schemes need the flash loader IP and its flash image (PFL IP, PFL
