@@ -4,6 +4,10 @@
 
 #include "bench_protocol.h"
 #include "bench_trace.h"
+#include "gen.h"
+
+#include <QFile>
+#include <QTemporaryDir>
 
 #include <memory>
 
@@ -92,6 +96,29 @@ TEST_F(Engine, BindsCablesByHandle)
     EXPECT_EQ(engine.get_hardware_name(true), "");
     EXPECT_FALSE(engine.set_tji_hardware(true, 4));
     EXPECT_EQ(engine.get_hardware_name(false), BENCH_CABLE_NAME);
+}
+
+TEST_F(Engine, TheSettingsNameTheBenchFile)
+{
+    QTemporaryDir directory;
+    const QString path = directory.filePath("bench.json");
+    QFile file(path);
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+    file.write(R"({"cables": [{"name": "Site cable", "chain": [{"name": "Part", "idcode": "0x00001001"}]}]})");
+    file.close();
+    gen_set_setting("bench/file", path.toStdString());
+    std::string error;
+    EXPECT_TRUE(pgmd_cm_reload_bench(&error)) << error;
+    EXPECT_EQ(pgmd_cm_list_hardware(), std::vector<std::string>{"Site cable"});
+
+    gen_set_setting("bench/file", directory.filePath("missing.json").toStdString());
+    EXPECT_FALSE(pgmd_cm_reload_bench(&error));
+    EXPECT_NE(error.find("missing.json"), std::string::npos) << error;
+    EXPECT_EQ(pgmd_cm_list_hardware(), std::vector<std::string>{"Site cable"}) << "a failed load keeps the bench";
+
+    gen_set_setting("bench/file", "");
+    EXPECT_TRUE(pgmd_cm_reload_bench(&error));
+    EXPECT_EQ(pgmd_cm_list_hardware().size(), 3u);
 }
 
 TEST_F(Engine, ScansTheDefaultChains)

@@ -2,7 +2,6 @@
 // loaded as the bench every engine drives.
 #pragma once
 
-#include "bench.h"
 #include "pgmd_cm.h"
 
 #include <gtest/gtest.h>
@@ -18,7 +17,7 @@ typedef std::variant<const char*, int> BENCH_PATH_STEP;
 
 inline QJsonObject default_bench_json()
 {
-    return QJsonDocument::fromJson(QByteArray::fromStdString(BENCH::default_json())).object();
+    return QJsonDocument::fromJson(QByteArray::fromStdString(pgmd_cm_default_bench())).object();
 }
 
 // The document with `value` at the path of keys and indexes, e.g. {"cables", 1, "faults"}.
