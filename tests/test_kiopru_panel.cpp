@@ -3,6 +3,7 @@
 // cases, and the cable choice that enables "Run Test".
 #include "kiopru_test_support.h"
 
+#include "pgmd_cm.h"
 #include "pgmwq.h"
 
 #include <QSignalSpy>
@@ -68,6 +69,7 @@ private slots:
     void reorganize_without_cases_touches_nothing();
     void run_needs_both_cables_and_a_line();
     void failed_cable_choice_clears_its_flag();
+    void dut_chain_is_read_through_the_dut_cable();
 
 private:
     void choose_dut(const QString& dut);
@@ -436,6 +438,15 @@ void TEST_KIOPRU_PANEL::failed_cable_choice_clears_its_flag()
     QCOMPARE(kiopru_edit(*m_panel, "m_cookie_jtag_edit")->text(), QString("No hardware"));
     QCOMPARE(kiopru_edit(*m_panel, "m_dut_jtag_edit")->text(), DUT_CABLE);
     QVERIFY(!run->isEnabled());
+}
+
+void TEST_KIOPRU_PANEL::dut_chain_is_read_through_the_dut_cable()
+{
+    QCOMPARE(m_panel->determine_hardware(), int(PGMD_CM_SCAN_ERROR_NO_HARDWARE));
+    choose_cable(false, DUT_CABLE.toLocal8Bit().constData());
+    QCOMPARE(m_panel->determine_hardware(), int(PGMD_CM_SCAN_ERROR_NO_HARDWARE));
+    choose_cable(true, DUT_CABLE.toLocal8Bit().constData());
+    QCOMPARE(m_panel->determine_hardware(), int(PGMD_CM_SCAN_ERROR_NONE));
 }
 
 QTEST_MAIN(TEST_KIOPRU_PANEL)
