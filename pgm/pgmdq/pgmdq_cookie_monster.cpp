@@ -36,9 +36,9 @@ struct PGMDQ_COOKIE_MONSTER::OPTION {
     unsigned PGMDQ_COOKIE_MONSTER::*member;
     unsigned PGMD_CM_DATABASE_INFO::*passive;
     unsigned PGMD_CM_DATABASE_INFO::*active;
-    const char* member_error;   // the member is still unset
-    const char* mask_error;     // the DUT allows nothing
-    const char* selected_error; // nothing was offered
+    const char* member_error;   // the selector's text names no option
+    const char* mask_error;     // no option allowed or selected
+    const char* selected_error; // the selector offers no option
 };
 
 namespace {
