@@ -78,7 +78,6 @@ public:
 
     uint32_t read_register(uint32_t address, bool advance);
     void write_register(uint32_t address, uint32_t value);
-    const std::vector<uint32_t>& memory(uint32_t slot) const { return m_memories[slot - 1]; }
 
 private:
     uint32_t measured_vccpgm() const;

@@ -17,8 +17,6 @@ class BENCH_HUB {
 public:
     void add_node(std::unique_ptr<BENCH_NODE> node);
     bool empty() const { return m_nodes.empty(); }
-    size_t node_count() const { return m_nodes.size(); }
-    BENCH_NODE& node(size_t index) { return *m_nodes[index]; }
 
     void reset();
     uint32_t vir() const { return m_vir; }
@@ -49,7 +47,6 @@ public:
     void set_configuration(std::unique_ptr<BENCH_DUT_CONFIG> configuration);
     BENCH_DUT_CONFIG* configuration() { return m_configuration.get(); }
 
-    BENCH_TAP_STATE state() const { return m_state; }
     uint32_t instruction() const { return m_instruction; }
 
     // The level driven on TDO during the current TCK cycle (pulled high outside the shift states).

@@ -45,6 +45,12 @@ private:
     std::vector<PENDING_TARGET> m_targets;
 };
 
+// Lets a loader that returns an object report its failure in one statement.
+std::nullptr_t nothing(bool)
+{
+    return nullptr;
+}
+
 bool LOADER::fail(const QString& where, const QString& what)
 {
     if (error.empty())
@@ -180,15 +186,15 @@ std::unique_ptr<BENCH_DEVICE> LOADER::read_device(const QJsonObject& object, con
     uint32_t idcode = 0;
     uint32_t ir_length = 0;
     if (name.isEmpty())
-        return fail(where, "\"name\" is missing"), nullptr;
+        return nothing(fail(where, "\"name\" is missing"));
     if (!object.contains("idcode"))
-        return fail(where, "\"idcode\" is missing"), nullptr;
+        return nothing(fail(where, "\"idcode\" is missing"));
     if (!read_u32(object, "idcode", 0, &idcode, where) || !read_u32(object, "ir_length", DEFAULT_IR_LENGTH, &ir_length, where))
         return nullptr;
     if ((idcode & 1u) == 0)
-        return fail(where, "an IDCODE has bit 0 set"), nullptr;
+        return nothing(fail(where, "an IDCODE has bit 0 set"));
     if (ir_length < BENCH_PROTOCOL::MIN_IR_LENGTH || ir_length > BENCH_PROTOCOL::MAX_IR_LENGTH)
-        return fail(where, "\"ir_length\" out of range"), nullptr;
+        return nothing(fail(where, "\"ir_length\" out of range"));
 
     BENCH_FAIL_STEP step = BENCH_FAIL_STEP::NONE;
     int64_t fail_read_after = -1;
@@ -208,7 +214,7 @@ std::unique_ptr<BENCH_CABLE> LOADER::read_cable(const QJsonObject& object, const
         return nullptr;
     const QString name = object.value("name").toString();
     if (name.isEmpty())
-        return fail(where, "\"name\" is missing"), nullptr;
+        return nothing(fail(where, "\"name\" is missing"));
     BENCH_CABLE_FAULTS faults;
     if (!read_cable_faults(object.value("faults").toObject(), &faults, where + " faults"))
         return nullptr;
@@ -242,17 +248,17 @@ std::unique_ptr<BENCH> LOADER::load(const std::string& text)
     QJsonParseError parse_error;
     const QJsonDocument document = QJsonDocument::fromJson(QByteArray::fromStdString(text), &parse_error);
     if (document.isNull())
-        return fail("", "not JSON: " + parse_error.errorString()), nullptr;
+        return nothing(fail("", "not JSON: " + parse_error.errorString()));
     const QJsonArray cables = document.object().value("cables").toArray();
     if (cables.isEmpty())
-        return fail("", "the bench has no \"cables\""), nullptr;
+        return nothing(fail("", "the bench has no \"cables\""));
     auto bench = std::make_unique<BENCH>();
     for (int i = 0; i < cables.size(); ++i) {
         auto cable = read_cable(cables.at(i).toObject(), QString("cable %1").arg(i + 1));
         if (!cable)
             return nullptr;
         if (bench->find_cable(cable->name()))
-            return fail(QString("cable %1").arg(i + 1), "the name is used twice"), nullptr;
+            return nothing(fail(QString("cable %1").arg(i + 1), "the name is used twice"));
         bench->add_cable(std::move(cable));
     }
     return connect_targets(bench.get()) ? std::move(bench) : nullptr;

@@ -66,7 +66,7 @@ class PGMD_CM_GENERATOR {
 public:
     // The command lines ordered so that consecutive tests change as little as possible: grouped
     // by DUT, then memory, scheme and clock, the supply changing fastest. Lines that are not
-    // commands follow in their order. A new[] array of count strings the caller delete[]s.
+    // commands of the catalogue follow in their order. A new[] array of count strings the caller delete[]s.
     std::string* optimize_test_case(unsigned count, std::string* lines);
     // The process lines the batch's commands need ("PROCESS +Generate SOF", ...): every test
     // needs the SOF; passive schemes need the flash loader IP and its flash image (PFL IP, PFL
@@ -97,9 +97,12 @@ private:
 // For the hardware dialog: the bench's cables in handle order (handle = index + 1).
 std::vector<std::string> pgmd_cm_list_hardware();
 
-// The bench behind the engines. It is the built-in bench unless the setting "bench/file" names
-// a bench file; loading replaces the bench and its state (memories, traces, locks) for every
-// engine. False with the reason in *error when the text is not a valid bench.
+// The bench behind the engines (a JSON document, format in suite/bench/bench.h). It is the
+// built-in bench unless the setting "bench/file" names a bench file; loading replaces the bench
+// and its state (memories, traces, locks) for every engine. False with the reason in *error when
+// the text is not a valid bench.
 bool pgmd_cm_load_bench(const std::string& json_text, std::string* error);
+// The built-in bench's text, for describing a changed bench.
+std::string pgmd_cm_default_bench();
 // Back to the bench the settings name (or the built-in one), in its power-up state.
 bool pgmd_cm_reload_bench(std::string* error);

@@ -88,6 +88,11 @@ bool pgmd_cm_reload_bench(std::string* error)
     return true;
 }
 
+std::string pgmd_cm_default_bench()
+{
+    return BENCH::default_json();
+}
+
 std::vector<std::string> pgmd_cm_list_hardware()
 {
     std::vector<std::string> names;

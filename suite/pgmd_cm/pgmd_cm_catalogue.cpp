@@ -2,8 +2,6 @@
 
 #include "bench_protocol.h"
 
-#include <algorithm>
-
 using namespace BENCH_PROTOCOL;
 
 const char* const PGMD_CM_COMMAND_KEYWORD = "CMD";
@@ -157,8 +155,12 @@ std::vector<std::string> pgmd_cm_required_processes(bool active)
     return {GEN_SOF, GEN_PFL_IP, GEN_PFL_POF};
 }
 
+// An exact IDCODE first: the masks of the DUTs overlap (one DUT's mask accepts another's code).
 const PGMD_CM_DUT_ENTRY* pgmd_cm_find_dut_by_idcode(uint32_t idcode)
 {
+    for (const PGMD_CM_DUT_ENTRY& dut : DUTS)
+        if (idcode == dut.idcode)
+            return &dut;
     for (const PGMD_CM_DUT_ENTRY& dut : DUTS)
         if ((idcode & dut.mask) == (dut.idcode & dut.mask))
             return &dut;

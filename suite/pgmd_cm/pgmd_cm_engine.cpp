@@ -36,15 +36,19 @@ uint32_t bypass(unsigned ir_length)
     return ir_length >= 32 ? 0xFFFFFFFFu : (1u << ir_length) - 1;
 }
 
+// Names as an engineer's tools give them: the DUT catalogue first, then the device descriptions
+// installed with the bench.
 std::string device_name(const BENCH& bench, uint32_t idcode)
 {
+    if (idcode == 0)
+        return "Device without IDCODE";
     if (const PGMD_CM_DUT_ENTRY* dut = pgmd_cm_find_dut_by_idcode(idcode))
         return dut->name;
     const std::string part = bench.part_name(idcode);
     if (!part.empty())
         return part;
     char text[64];
-    std::snprintf(text, sizeof text, idcode ? "Unknown device (0x%08X)" : "Device without IDCODE", idcode);
+    std::snprintf(text, sizeof text, "Unknown device (0x%08X)", idcode);
     return text;
 }
 

@@ -46,11 +46,12 @@ std::string without_verdicts(std::string text)
 }
 
 // The configuration image the batch's generation processes stand for: a header naming the
-// device and the scheme, a payload derived from both, and the CRC the DUT checks.
-std::vector<uint32_t> build_image(const PGMD_CM_TEST_CASE& test)
+// device found on the chain (a variant within the DUT's ID mask gets its own code) and the
+// scheme, a payload derived from both, and the CRC the DUT checks.
+std::vector<uint32_t> build_image(uint32_t idcode, const PGMD_CM_TEST_CASE& test)
 {
-    std::vector<uint32_t> image = {IMAGE_MAGIC, test.dut->idcode, test.scheme->msel, IMAGE_PAYLOAD_WORDS};
-    uint32_t state = test.dut->idcode ^ (test.scheme->msel << 24);
+    std::vector<uint32_t> image = {IMAGE_MAGIC, idcode, test.scheme->msel, IMAGE_PAYLOAD_WORDS};
+    uint32_t state = idcode ^ (test.scheme->msel << 24);
     for (uint32_t i = 0; i < IMAGE_PAYLOAD_WORDS; ++i) {
         state ^= state << 13;
         state ^= state >> 17;
@@ -123,6 +124,7 @@ bool PGMD_CM_TEST_RUN::check_dut_chain()
     std::string found;
     for (unsigned i = 0; i < count; ++i) {
         if ((devices[i].idcode & mask) == (m_test.dut->idcode & mask)) {
+            m_dut_idcode = devices[i].idcode;
             detail(format("DUT chain: @%u IDCODE 0x%08X matches %s (JTAG ID 0x%08X, mask 0x%08X)", i + 1, devices[i].idcode,
                           m_test.dut->name, m_test.dut->idcode, mask));
             return true;
@@ -182,7 +184,7 @@ bool PGMD_CM_TEST_RUN::update_memory()
         detail("No new image: process \"" + skipped + "\" was skipped, the memory keeps its content");
         return true;
     }
-    return program_memory(build_image(m_test));
+    return program_memory(build_image(m_dut_idcode, m_test));
 }
 
 bool PGMD_CM_TEST_RUN::program_memory(const std::vector<uint32_t>& image)

@@ -40,5 +40,6 @@ private:
     std::set<std::string> m_skipped_processes;
     bool m_skip_flash;
     PGMD_CM_TEST_CASE m_test;
+    uint32_t m_dut_idcode = 0; // the DUT as found on its chain
     std::vector<std::string> m_details;
 };
