@@ -17,7 +17,6 @@ class QGraphicsView;
 class QLineEdit;
 class QListWidget;
 class QPushButton;
-struct PGMD_CM_TYPE_INFO;
 
 // Colour codes of the command list's lines.
 enum PGMDQ_CMD_LIST_COLOR : unsigned {

@@ -9,7 +9,6 @@
 #include "tfcq.h"
 
 #include <QCheckBox>
-#include <QString>
 
 #include <cstdint>
 #include <string>
