@@ -57,6 +57,10 @@ static const QColor PGMDQ_DEBUG_COLOR1(Qt::white);
 class PGMDQ_SAMPLE_BUFFERS {
 public:
     PGMDQ_SAMPLE_BUFFERS(unsigned depth, unsigned bytes_per_sample);
+    // The pointers point into the owned block: moving keeps them valid, copying would not.
+    PGMDQ_SAMPLE_BUFFERS(PGMDQ_SAMPLE_BUFFERS&&) = default;
+    PGMDQ_SAMPLE_BUFFERS(const PGMDQ_SAMPLE_BUFFERS&) = delete;
+    PGMDQ_SAMPLE_BUFFERS& operator=(const PGMDQ_SAMPLE_BUFFERS&) = delete;
     unsigned char** data() { return m_samples.data(); }
 
 private:
