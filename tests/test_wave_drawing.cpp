@@ -6,7 +6,9 @@
 #include "wave/wave_test_trace.h"
 
 #include <QGraphicsPathItem>
+#include <QGraphicsSimpleTextItem>
 #include <QGraphicsTextItem>
+#include <QPainter>
 #include <QGraphicsView>
 #include <QPainterPath>
 #include <QtTest>
@@ -43,11 +45,15 @@ QList<QGraphicsPathItem*> paths_at(QGraphicsScene* scene, double y)
     return found;
 }
 
-QList<QGraphicsTextItem*> labels_at(QGraphicsScene* scene, double y)
+// A bus label is measured as a text item measures itself and drawn where that item draws its
+// text: inside the document margin of the label's box.
+const double LABEL_MARGIN = 4;
+
+QList<QGraphicsSimpleTextItem*> labels_at(QGraphicsScene* scene, double row_top)
 {
-    QList<QGraphicsTextItem*> found;
-    for (QGraphicsTextItem* label : items_of<QGraphicsTextItem>(scene))
-        if (label->pos().y() == y)
+    QList<QGraphicsSimpleTextItem*> found;
+    for (QGraphicsSimpleTextItem* label : items_of<QGraphicsSimpleTextItem>(scene))
+        if (label->pos().y() == row_top + LABEL_MARGIN)
             found.append(label);
     return found;
 }
@@ -55,6 +61,15 @@ QList<QGraphicsTextItem*> labels_at(QGraphicsScene* scene, double y)
 double rendered_width(const QString& text)
 {
     return QGraphicsTextItem(text).boundingRect().width();
+}
+
+QImage picture(QGraphicsScene* scene, const QRectF& area)
+{
+    QImage image(area.size().toSize(), QImage::Format_ARGB32);
+    image.fill(Qt::black);
+    QPainter painter(&image);
+    scene->render(&painter, QRectF(QPointF(0, 0), area.size()), area);
+    return image;
 }
 
 QList<QPointF> points_of(const QPainterPath& path)
@@ -140,11 +155,27 @@ private slots:
         QCOMPARE(points_of(rails[0]->path()), (QList<QPointF>{{0, 0}, {148.5, 0}}));
         QCOMPARE(points_of(rails[1]->path()), (QList<QPointF>{{0, 26}, {148.5, 26}}));
 
-        const QList<QGraphicsTextItem*> labels = labels_at(widget.waveform_scene(), top);
+        const QList<QGraphicsSimpleTextItem*> labels = labels_at(widget.waveform_scene(), top);
         QCOMPARE(labels.size(), 1);
-        QCOMPARE(labels[0]->toPlainText(), QString("ABC"));
-        const double width = labels[0]->boundingRect().width();
-        QCOMPARE(labels[0]->pos().x(), (150 - width) / 2 + 0.5);
+        QCOMPARE(labels[0]->text(), QString("ABC"));
+        const double box_x = (150 - rendered_width("ABC")) / 2 + 0.5;
+        QCOMPARE(labels[0]->pos().x(), box_x + LABEL_MARGIN);
+
+        // The label looks exactly like a white text item at the label box's place.
+        QGraphicsScene reference;
+        QGraphicsTextItem* text = reference.addText("ABC");
+        text->setDefaultTextColor(Qt::white);
+        text->setPos(box_x, top);
+        const QRectF area(0, top, 160, 26);
+        QGraphicsScene labels_only;
+        auto* copy = labels_only.addSimpleText("ABC");
+        copy->setBrush(labels[0]->brush());
+        copy->setPen(labels[0]->pen());
+        copy->setPos(labels[0]->pos());
+        const QImage expected = picture(&reference, area);
+        QGraphicsScene empty;
+        QVERIFY(expected != picture(&empty, area)); // the text did draw something
+        QCOMPARE(picture(&labels_only, area), expected);
     }
 
     void rails_cross_at_a_value_change()
@@ -158,8 +189,8 @@ private slots:
         QCOMPARE(points_of(rails[0]->path()), (QList<QPointF>{{0, 0}, {58.5, 0}, {61.5, 26}, {118.5, 26}}));
         QCOMPARE(points_of(rails[1]->path()), (QList<QPointF>{{0, 26}, {58.5, 26}, {61.5, 0}, {118.5, 0}}));
         QStringList labels;
-        for (QGraphicsTextItem* label : labels_at(widget.waveform_scene(), 33 * 4))
-            labels << label->toPlainText();
+        for (QGraphicsSimpleTextItem* label : labels_at(widget.waveform_scene(), 33 * 4))
+            labels << label->text();
         labels.sort();
         QCOMPARE(labels, (QStringList{"5", "6"}));
     }
@@ -179,9 +210,9 @@ private slots:
                 expected << one_sample;
         expected << "FF";
         QStringList shown;
-        for (QGraphicsTextItem* label : labels_at(widget.waveform_scene(), 33)) {
-            shown << label->toPlainText();
-            QCOMPARE(label->defaultTextColor(), QColor(Qt::white)); // white even on the red row
+        for (QGraphicsSimpleTextItem* label : labels_at(widget.waveform_scene(), 33)) {
+            shown << label->text();
+            QCOMPARE(label->brush().color(), QColor(Qt::white)); // white even on the red row
         }
         QCOMPARE(shown, expected);
         QVERIFY(!shown.contains("AB"));

@@ -6,8 +6,10 @@
 #include "tfcq.h"
 
 #include <QComboBox>
+#include <QCoreApplication>
 #include <QFrame>
 #include <QGraphicsPathItem>
+#include <QGraphicsSimpleTextItem>
 #include <QGraphicsTextItem>
 #include <QGraphicsView>
 #include <QGridLayout>
@@ -34,6 +36,8 @@ const double LINE_LOW_Y = 20;
 const double BUS_LOWER_RAIL_Y = 26;
 const double BUS_CROSSING_HALF_WIDTH = 1.5;
 const int NAME_COLUMN_WIDTH = 150;
+// The margin a text document keeps around its text (QTextDocument's default).
+const double LABEL_MARGIN = 4;
 const int TRACE_STEP = 15;
 // Width, depth and signature around the samples of a ".wvf" file.
 const std::uint64_t WVF_FIELDS_SIZE = 4 + 4 + 4;
@@ -41,6 +45,15 @@ const std::uint64_t WVF_FIELDS_SIZE = 4 + 4 + 4;
 const QColor& row_colour(unsigned row)
 {
     return row % 2 == 0 ? PGMDQ_DEBUG_COLOR2 : PGMDQ_DEBUG_COLOR1;
+}
+
+// One-pixel lines in the row's colour. A cosmetic pen keeps the bounds of a long wave a matter of
+// its points, where a pen of real width would have the whole path stroked to find them.
+QPen wave_pen(const QColor& colour)
+{
+    QPen pen(colour, 0);
+    pen.setCosmetic(true);
+    return pen;
 }
 
 // The top of row `row` once the running offset has grown for it.
@@ -128,6 +141,10 @@ PGMDQ_DEBUG_WAVEFORM_SCENE::PGMDQ_DEBUG_WAVEFORM_SCENE(QObject* parent) : QGraph
 void PGMDQ_DEBUG_WAVEFORM_SCENE::draw_waveform(unsigned /*width*/, unsigned depth, unsigned char** waveforms,
                                                const PGMDQ_DEBUG_SIGNAL* debug_signals, unsigned /*start*/, int step)
 {
+    // Items of the last drawing still waiting for their queued polish make every removal a search
+    // through that queue; polishing them first keeps clearing linear when drawings follow one
+    // another without an event loop turn in between.
+    QCoreApplication::sendPostedEvents(this, QEvent::MetaCall);
     clear();
     std::vector<unsigned> values(depth);
     m_offset = 0;
@@ -175,7 +192,7 @@ void PGMDQ_DEBUG_WAVEFORM_SCENE::draw_waveform_line(const unsigned* values, unsi
 
     auto* path = new (std::nothrow) QGraphicsPathItem(wave);
     PGMDQ_ASSERT(path != NULL);
-    path->setPen(QPen(colour));
+    path->setPen(wave_pen(colour));
     path->setPos(0, row_top(row, m_offset));
     addItem(path);
 }
@@ -225,22 +242,27 @@ void PGMDQ_DEBUG_WAVEFORM_SCENE::draw_waveform_bus(const unsigned* values, unsig
     auto* path2 = new (std::nothrow) QGraphicsPathItem(lower_rail);
     PGMDQ_ASSERT(path2 != NULL);
     for (QGraphicsPathItem* path : {path1, path2}) {
-        path->setPen(QPen(colour));
+        path->setPen(wave_pen(colour));
         path->setPos(0, top);
         addItem(path);
     }
 }
 
 // A segment's value, centred, where it fits between the crossings; left out where it does not.
+// A label is measured as a text item measures itself (the text plus the document margin on each
+// side), but drawn as a simple text item at the place where that text item would draw its text:
+// the same picture, at a small fraction of the cost per label on a long trace.
 void PGMDQ_DEBUG_WAVEFORM_SCENE::add_bus_label(unsigned value, double segment_start, double segment_length, double y)
 {
     const QString text = QString::number(value, 16).toUpper();
     const double width = label_width(text);
     if (segment_length <= width)
         return;
-    QGraphicsTextItem* label = addText(text);
-    label->setDefaultTextColor(PGMDQ_DEBUG_COLOR1);
-    label->setPos(segment_start + (segment_length - width) / 2 + 0.5, y);
+    auto* label = new QGraphicsSimpleTextItem(text);
+    label->setBrush(PGMDQ_DEBUG_COLOR1);
+    label->setPen(Qt::NoPen);
+    label->setPos(segment_start + (segment_length - width) / 2 + 0.5 + LABEL_MARGIN, y + LABEL_MARGIN);
+    addItem(label);
 }
 
 double PGMDQ_DEBUG_WAVEFORM_SCENE::label_width(const QString& label)
@@ -249,7 +271,6 @@ double PGMDQ_DEBUG_WAVEFORM_SCENE::label_width(const QString& label)
     if (known != m_label_widths.constEnd())
         return *known;
     QGraphicsTextItem measure(label);
-    measure.setFont(font());
     const double width = measure.boundingRect().width();
     m_label_widths.insert(label, width);
     return width;
