@@ -1,0 +1,344 @@
+// The chain manager's engine on the bench: binding cables, scanning chains, locks, declared
+// faults, the hub's nodes and the debug IP's virtual instructions.
+#include "test_pgmd_cm_support.h"
+
+#include "bench_protocol.h"
+#include "bench_trace.h"
+#include "gen.h"
+
+#include <QFile>
+#include <QTemporaryDir>
+
+#include <memory>
+
+using namespace BENCH_PROTOCOL;
+
+namespace {
+
+struct SCAN {
+    std::vector<PGMD_CM_DEVICE> devices;
+    int error = -1;
+    bool returned_array = false;
+};
+
+SCAN scan(PGMD_CM_ENGINE& engine, bool dut)
+{
+    SCAN result;
+    unsigned count = 99;
+    const std::unique_ptr<PGMD_CM_DEVICE[]> devices(engine.scan_chain(dut, &count, &result.error));
+    result.returned_array = devices != nullptr;
+    for (unsigned i = 0; devices && i < count; ++i)
+        result.devices.push_back(devices[i]);
+    if (!devices) {
+        EXPECT_EQ(count, 0u);
+    }
+    return result;
+}
+
+unsigned read_word(PGMD_CM_ENGINE& engine, unsigned instruction, unsigned device)
+{
+    unsigned value = 0xDEAD;
+    EXPECT_TRUE(engine.load_jtag_virtual_instruction(true, instruction, device, false, true));
+    EXPECT_TRUE(engine.write_read_dr_data(true, 0, 32, 0, &value, device));
+    return value;
+}
+
+uint64_t sample_value(const unsigned char* bytes)
+{
+    uint64_t value = 0;
+    for (int i = 0; i < 5; ++i)
+        value |= uint64_t(bytes[i]) << (8 * i);
+    return value;
+}
+
+// Reads `count` samples the way the viewer does: 0xE02, then one 37-bit read each.
+std::vector<uint64_t> read_samples(PGMD_CM_ENGINE& engine, unsigned device, size_t count)
+{
+    std::vector<uint64_t> samples;
+    EXPECT_TRUE(engine.load_jtag_virtual_instruction(true, DEBUG_SAMPLE, device, false, true));
+    for (size_t i = 0; i < count; ++i) {
+        unsigned char bytes[5] = {0xFF, 0xFF, 0xFF, 0xFF, 0xFF};
+        if (!engine.read_dr_data(true, SAMPLE_BITS, bytes, device))
+            break;
+        samples.push_back(sample_value(bytes));
+    }
+    return samples;
+}
+
+// Binds the cable as the DUT cable and opens a session on the device's debug IP.
+bool start_debug_ip(PGMD_CM_ENGINE& engine, const char* cable, unsigned device)
+{
+    return engine.set_tji_hardware(true, handle_of(cable)) && engine.startup_hardware(true, false)
+        && engine.determine_dut_sld_node(device, NODE_KIND_DEBUG_IP);
+}
+
+QJsonObject device_json(const char* name, const char* idcode, const QJsonObject& extra = QJsonObject())
+{
+    QJsonObject device{{"name", name}, {"idcode", idcode}};
+    for (auto it = extra.begin(); it != extra.end(); ++it)
+        device.insert(it.key(), it.value());
+    return device;
+}
+
+} // namespace
+
+using Engine = PGMD_CM_TEST;
+
+TEST_F(Engine, BindsCablesByHandle)
+{
+    EXPECT_EQ(pgmd_cm_list_hardware(), (std::vector<std::string>{BENCH_CABLE_NAME, DUT_CABLE_NAME, LAB_CABLE_NAME}));
+    PGMD_CM_ENGINE engine;
+    EXPECT_TRUE(engine.set_tji_hardware(false, 1));
+    EXPECT_TRUE(engine.set_tji_hardware(true, 2));
+    EXPECT_EQ(engine.get_hardware_name(false), BENCH_CABLE_NAME);
+    EXPECT_EQ(engine.get_hardware_name(true), DUT_CABLE_NAME);
+    EXPECT_FALSE(engine.set_tji_hardware(true, 0));
+    EXPECT_EQ(engine.get_hardware_name(true), "");
+    EXPECT_FALSE(engine.set_tji_hardware(true, 4));
+    EXPECT_EQ(engine.get_hardware_name(false), BENCH_CABLE_NAME);
+}
+
+TEST_F(Engine, TheSettingsNameTheBenchFile)
+{
+    QTemporaryDir directory;
+    const QString path = directory.filePath("bench.json");
+    QFile file(path);
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+    file.write(R"({"cables": [{"name": "Site cable", "chain": [{"name": "Part", "idcode": "0x00001001"}]}]})");
+    file.close();
+    gen_set_setting("bench/file", path.toStdString());
+    std::string error;
+    EXPECT_TRUE(pgmd_cm_reload_bench(&error)) << error;
+    EXPECT_EQ(pgmd_cm_list_hardware(), std::vector<std::string>{"Site cable"});
+
+    gen_set_setting("bench/file", directory.filePath("missing.json").toStdString());
+    EXPECT_FALSE(pgmd_cm_reload_bench(&error));
+    EXPECT_NE(error.find("missing.json"), std::string::npos) << error;
+    EXPECT_EQ(pgmd_cm_list_hardware(), std::vector<std::string>{"Site cable"}) << "a failed load keeps the bench";
+
+    gen_set_setting("bench/file", "");
+    EXPECT_TRUE(pgmd_cm_reload_bench(&error));
+    EXPECT_EQ(pgmd_cm_list_hardware().size(), 3u);
+}
+
+TEST_F(Engine, ScansTheDefaultChains)
+{
+    struct CASE {
+        const char* cable;
+        std::vector<std::pair<std::string, unsigned>> devices;
+    };
+    const CASE cases[] = {
+        {BENCH_CABLE_NAME, {{"Kiopru bench controller", 0x0C1E00DD}}},
+        {DUT_CABLE_NAME, {{"BR5-TV1-ES", 0x0B4150F3}}},
+        {LAB_CABLE_NAME, {{"CD5-TV2-ES", 0x0B4250F3}, {"Lab flash bridge", 0x020A10DD}, {"DN5-TV3-ES", 0x0B4350F3}}},
+    };
+    PGMD_CM_ENGINE engine;
+    for (const CASE& c : cases) {
+        ASSERT_TRUE(engine.set_tji_hardware(true, handle_of(c.cable)));
+        const SCAN result = scan(engine, true);
+        EXPECT_EQ(result.error, PGMD_CM_SCAN_ERROR_NONE) << c.cable;
+        ASSERT_EQ(result.devices.size(), c.devices.size()) << c.cable;
+        for (size_t i = 0; i < c.devices.size(); ++i) {
+            EXPECT_EQ(result.devices[i].name, c.devices[i].first);
+            EXPECT_EQ(result.devices[i].idcode, c.devices[i].second);
+        }
+        EXPECT_FALSE(engine.is_locked(true));
+    }
+    const SCAN unbound = scan(engine, false);
+    EXPECT_FALSE(unbound.returned_array);
+    EXPECT_EQ(unbound.error, PGMD_CM_SCAN_ERROR_NO_HARDWARE);
+}
+
+TEST_F(Engine, ScansAChainFromJsonWithIrLengthsOfItsOwn)
+{
+    const QJsonArray chain = {device_json("First", "0x0B4750F3", {{"ir_length", 6}}), device_json("Odd part", "0x12345679", {{"ir_length", 13}}),
+                              device_json("Last", "0x00ABC0DD", {{"ir_length", 8}, {"debug_ip", QJsonObject{{"seed", 4}}}})};
+    ASSERT_TRUE(load_bench(QJsonObject{{"cables", QJsonArray{QJsonObject{{"name", "Three"}, {"chain", chain}}}}}));
+    PGMD_CM_ENGINE engine;
+    ASSERT_TRUE(engine.set_tji_hardware(true, 1));
+    const SCAN result = scan(engine, true);
+    ASSERT_EQ(result.devices.size(), 3u);
+    // The DUT catalogue compares IDCODEs under its mask; other parts are named by the bench.
+    EXPECT_EQ(result.devices[0].name, "CD5-TV2-ES");
+    EXPECT_EQ(result.devices[1].name, "Odd part");
+    EXPECT_EQ(result.devices[2].name, "Last");
+
+    // The IR lengths found must be right, or the debug IP behind the last device is not reached.
+    ASSERT_TRUE(engine.startup_hardware(true, false));
+    ASSERT_TRUE(engine.determine_dut_sld_node(2, NODE_KIND_DEBUG_IP));
+    EXPECT_EQ(read_word(engine, DEBUG_DESCRIPTOR, 2), 0x11u);
+    EXPECT_EQ(read_samples(engine, 2, 64), std::vector<uint64_t>(bench_generate_trace(4, 64)));
+    EXPECT_FALSE(engine.determine_dut_sld_node(1, NODE_KIND_DEBUG_IP));
+}
+
+TEST_F(Engine, ReadsDutIdsIntoTheCallersArrays)
+{
+    PGMD_CM_ENGINE engine;
+    bool present_storage[4] = {true, true, true, true};
+    unsigned id_storage[4] = {1, 2, 3, 4};
+    bool* present = present_storage;
+    unsigned* ids = id_storage;
+    EXPECT_EQ(engine.read_dut_id(&present, &ids), PGMD_CM_SCAN_ERROR_NO_HARDWARE);
+
+    ASSERT_TRUE(engine.set_tji_hardware(true, handle_of(LAB_CABLE_NAME)));
+    EXPECT_EQ(engine.read_dut_id(&present, &ids), 0);
+    EXPECT_EQ(std::vector<bool>(present_storage, present_storage + 4), (std::vector<bool>{true, true, true, false}));
+    EXPECT_EQ(std::vector<unsigned>(id_storage, id_storage + 4), (std::vector<unsigned>{0x0B4250F3, 0x020A10DD, 0x0B4350F3, 0}));
+}
+
+TEST_F(Engine, DeclaredCableFaults)
+{
+    ASSERT_TRUE(load_bench(with_value(default_bench_json(), {"cables", 0, "faults"}, QJsonObject{{"refuse_open", true}})));
+    PGMD_CM_ENGINE engine;
+    EXPECT_FALSE(engine.set_tji_hardware(false, 1));
+    EXPECT_EQ(engine.get_hardware_name(false), "");
+
+    for (const QJsonObject& faults : {QJsonObject{{"refuse_lock", true}}, QJsonObject{{"tdo_stuck", 0}}, QJsonObject{{"tdo_stuck", 1}}}) {
+        ASSERT_TRUE(load_bench(with_value(default_bench_json(), {"cables", 1, "faults"}, faults)));
+        PGMD_CM_ENGINE dut_engine;
+        ASSERT_TRUE(dut_engine.set_tji_hardware(true, 2)) << "a cable that opens can be chosen";
+        EXPECT_FALSE(dut_engine.startup_hardware(true, false));
+        EXPECT_FALSE(dut_engine.is_locked(true));
+        const SCAN result = scan(dut_engine, true);
+        EXPECT_FALSE(result.returned_array);
+        EXPECT_EQ(result.error, faults.contains("refuse_lock") ? PGMD_CM_SCAN_ERROR_NO_HARDWARE : PGMD_CM_SCAN_ERROR_CHAIN);
+        EXPECT_FALSE(dut_engine.determine_dut_sld_node(0, NODE_KIND_DEBUG_IP));
+    }
+}
+
+TEST_F(Engine, StartupChecksTheExpectedDeviceCount)
+{
+    PGMD_CM_ENGINE engine;
+    ASSERT_TRUE(engine.set_tji_hardware(true, handle_of(LAB_CABLE_NAME)));
+    engine.set_dut_count(2);
+    EXPECT_EQ(engine.get_dut_count(), 2u);
+    EXPECT_FALSE(engine.startup_hardware(true, false));
+    EXPECT_FALSE(engine.is_locked(true));
+    engine.set_dut_count(3);
+    EXPECT_TRUE(engine.startup_hardware(true, false));
+    EXPECT_TRUE(engine.is_locked(true));
+    engine.unlock_hardware(true);
+    EXPECT_FALSE(engine.is_locked(true));
+    engine.set_dut_count(0);
+    EXPECT_TRUE(engine.startup_hardware(true, false));
+}
+
+TEST_F(Engine, ACableBelongsToOneEngineAtATime)
+{
+    PGMD_CM_ENGINE viewer;
+    ASSERT_TRUE(viewer.set_tji_hardware(true, 2));
+    {
+        PGMD_CM_ENGINE other;
+        ASSERT_TRUE(other.set_tji_hardware(true, 2));
+        ASSERT_TRUE(other.startup_hardware(true, false));
+        EXPECT_FALSE(viewer.startup_hardware(true, false));
+        EXPECT_EQ(scan(viewer, true).error, PGMD_CM_SCAN_ERROR_NO_HARDWARE);
+        EXPECT_EQ(scan(other, true).error, PGMD_CM_SCAN_ERROR_NONE) << "the holder may scan";
+        EXPECT_TRUE(other.is_locked(true));
+    } // destroying the engine releases its lock
+    EXPECT_TRUE(viewer.startup_hardware(true, false));
+    viewer.set_tji_hardware(true, 2); // rebinding releases the lock too
+    EXPECT_FALSE(viewer.is_locked(true));
+    PGMD_CM_ENGINE third;
+    ASSERT_TRUE(third.set_tji_hardware(true, 2));
+    EXPECT_TRUE(third.startup_hardware(true, false));
+}
+
+TEST_F(Engine, FindsNodesBehindTheHub)
+{
+    PGMD_CM_ENGINE engine;
+    ASSERT_TRUE(engine.set_tji_hardware(true, handle_of(LAB_CABLE_NAME)));
+    EXPECT_FALSE(engine.determine_dut_sld_node(0, NODE_KIND_DEBUG_IP)) << "needs a started cable";
+    EXPECT_FALSE(engine.load_jtag_virtual_instruction(true, DEBUG_USEDW, 0, false, true));
+    ASSERT_TRUE(engine.startup_hardware(true, false));
+    EXPECT_FALSE(engine.load_jtag_virtual_instruction(true, DEBUG_USEDW, 0, false, true)) << "no node found yet";
+    EXPECT_TRUE(engine.determine_dut_sld_node(0, NODE_KIND_DEBUG_IP));
+    EXPECT_FALSE(engine.determine_dut_sld_node(0, NODE_KIND_CONFIG_HW));
+    EXPECT_FALSE(engine.determine_dut_sld_node(1, NODE_KIND_DEBUG_IP)) << "the bridge has no hub";
+    EXPECT_TRUE(engine.determine_dut_sld_node(2, NODE_KIND_DEBUG_IP));
+    EXPECT_FALSE(engine.determine_dut_sld_node(3, NODE_KIND_DEBUG_IP));
+    EXPECT_FALSE(engine.determine_sld_node(false, 0, NODE_KIND_DEBUG_IP)) << "the bench cable is not bound";
+
+    PGMD_CM_ENGINE bench_side;
+    ASSERT_TRUE(bench_side.set_tji_hardware(false, handle_of(BENCH_CABLE_NAME)));
+    ASSERT_TRUE(bench_side.startup_hardware(false, false));
+    EXPECT_TRUE(bench_side.determine_sld_node(false, 0, NODE_KIND_CONFIG_HW));
+}
+
+TEST_F(Engine, CapturesTheDebugIpTraceLikeTheViewer)
+{
+    PGMD_CM_ENGINE engine;
+    engine.set_dut_count(1);
+    ASSERT_TRUE(start_debug_ip(engine, DUT_CABLE_NAME, 0));
+    EXPECT_EQ(read_word(engine, DEBUG_DESCRIPTOR, 0), 0x11u);
+    EXPECT_EQ(read_word(engine, DEBUG_USEDW, 0), 1024u);
+    ASSERT_TRUE(engine.load_jtag_virtual_instruction(true, DEBUG_USEDW, 0, false, true));
+    unsigned char usedw[4] = {};
+    ASSERT_TRUE(engine.read_dr_data(true, 32, usedw, 0));
+    EXPECT_EQ(usedw[0] | usedw[1] << 8, 1024);
+
+    const std::vector<uint64_t> expected = bench_generate_trace(1, 1024);
+    const std::vector<uint64_t> first = read_samples(engine, 0, 1024);
+    EXPECT_EQ(first, expected);
+    EXPECT_EQ(read_samples(engine, 0, 1024), first) << "reading again starts from sample 0";
+    engine.unlock_hardware(true);
+    engine.set_dut_count(0);
+    EXPECT_FALSE(engine.is_locked(true));
+    EXPECT_FALSE(engine.read_dr_data(true, 37, usedw, 0)) << "no shifts without the lock";
+}
+
+TEST_F(Engine, ResetEmptiesTheTraceWhichRefillsWithTheNextSession)
+{
+    PGMD_CM_ENGINE engine;
+    ASSERT_TRUE(start_debug_ip(engine, DUT_CABLE_NAME, 0));
+    EXPECT_TRUE(engine.load_jtag_virtual_instruction(true, DEBUG_RESET, 0, false, false));
+    const unsigned just_after = read_word(engine, DEBUG_USEDW, 0);
+    const unsigned later = read_word(engine, DEBUG_USEDW, 0);
+    EXPECT_GT(just_after, 0u);
+    EXPECT_LT(just_after, 200u);
+    EXPECT_GT(later, just_after);
+    const std::vector<uint64_t> next = bench_generate_trace(bench_trace_epoch_seed(1, 1), 1024);
+    EXPECT_EQ(read_samples(engine, 0, 1024), next);
+    EXPECT_NE(next, bench_generate_trace(1, 1024));
+}
+
+TEST_F(Engine, DescriptorsAsDeclared)
+{
+    struct CASE {
+        int feature;
+        int depth;
+        unsigned descriptor;
+    };
+    for (const CASE& c : {CASE{1, 1024, 0x11}, CASE{0, 1024, 0x10}, CASE{15, 0, 0x0F}, CASE{1, 131072, 0x801}}) {
+        ASSERT_TRUE(load_bench(with_value(default_bench_json(), {"cables", 1, "chain", 0, "debug_ip"},
+                                          QJsonObject{{"feature", c.feature}, {"depth", c.depth}})));
+        PGMD_CM_ENGINE engine;
+        ASSERT_TRUE(start_debug_ip(engine, DUT_CABLE_NAME, 0));
+        EXPECT_EQ(read_word(engine, DEBUG_DESCRIPTOR, 0), c.descriptor);
+    }
+}
+
+TEST_F(Engine, SampleReadsFailAfterTheDeclaredCount)
+{
+    ASSERT_TRUE(load_bench(with_value(default_bench_json(), {"cables", 1, "chain", 0, "faults"}, QJsonObject{{"fail_sample_read_after", 512}})));
+    PGMD_CM_ENGINE engine;
+    ASSERT_TRUE(start_debug_ip(engine, DUT_CABLE_NAME, 0));
+    const std::vector<uint64_t> read = read_samples(engine, 0, 1024);
+    ASSERT_EQ(read.size(), 512u);
+    const std::vector<uint64_t> expected = bench_generate_trace(1, 512);
+    EXPECT_EQ(read, expected);
+    EXPECT_EQ(read_word(engine, DEBUG_USEDW, 0), 1024u) << "other registers still answer";
+}
+
+TEST_F(Engine, ReachesEachDebugIpOfALongerChain)
+{
+    PGMD_CM_ENGINE engine;
+    ASSERT_TRUE(engine.set_tji_hardware(true, handle_of(LAB_CABLE_NAME)));
+    ASSERT_TRUE(engine.startup_hardware(true, false));
+    ASSERT_TRUE(engine.determine_dut_sld_node(0, NODE_KIND_DEBUG_IP));
+    ASSERT_TRUE(engine.determine_dut_sld_node(2, NODE_KIND_DEBUG_IP));
+    EXPECT_EQ(read_word(engine, DEBUG_DESCRIPTOR, 0), 0x21u);
+    EXPECT_EQ(read_word(engine, DEBUG_DESCRIPTOR, 2), 0x11u);
+    EXPECT_EQ(read_samples(engine, 0, 100), std::vector<uint64_t>(bench_generate_trace(2, 100)));
+    EXPECT_EQ(read_samples(engine, 2, 100), std::vector<uint64_t>(bench_generate_trace(3, 100)));
+}

@@ -1,0 +1,313 @@
+// The chain manager's generator and test manager: process lines, test ordering, the raw file and
+// test runs on the bench, with the faults a bench can declare.
+#include "test_pgmd_cm_support.h"
+
+#include "gen.h"
+
+#include <QDir>
+#include <QFile>
+#include <QRegularExpression>
+#include <QTemporaryDir>
+
+#include <set>
+
+namespace {
+
+const std::string PS_CFI = "CMD @BR5-TV1-ES @Passive Serial @1.8 V @P30 2Gb 16-bits CFI flash @DCLK";
+const std::string PS_CFI_25 = "CMD @BR5-TV1-ES @Passive Serial @2.5 V @P30 2Gb 16-bits CFI flash @DCLK";
+const std::string PS_CFI2 = "CMD @BR5-TV1-ES @Passive Serial @1.8 V @2 x P30 2Gb 16-bits CFI flash @DCLK";
+const std::string FPP32_QSPI = "CMD @BR5-TV1-ES @Fast Passive Parallel x32 @3.0 V @Micron QSPI 256Mb @DCLK";
+const std::string AS_INT100 = "CMD @BR5-TV1-ES @Active Serial @3.0 V @CFGQ @Internal 100.0 Mhz";
+const std::string ASX4_CLKUSR = "CMD @BR5-TV1-ES @Active Serial x4 @3.0 V @CFGQ @External CLKUSR";
+const std::string CD5_PS = "CMD @CD5-TV2-ES @Passive Serial @1.8 V @Micron 1Gb 16-bits NAND flash @DCLK";
+
+std::vector<std::string> determine(std::vector<std::string> lines)
+{
+    return PGMD_CM_GENERATOR().determine_process(unsigned(lines.size()), lines.data());
+}
+
+std::vector<std::string> optimize(std::vector<std::string> lines)
+{
+    const std::unique_ptr<std::string[]> result(PGMD_CM_GENERATOR().optimize_test_case(unsigned(lines.size()), lines.data()));
+    return std::vector<std::string>(result.get(), result.get() + lines.size());
+}
+
+bool is_verdict(const std::string& line)
+{
+    return line.find(" - Pass") != std::string::npos || line.find(" - Fail") != std::string::npos;
+}
+
+// The results grouped per test: verdict line, then its details.
+struct TEST_RESULT {
+    std::string verdict;
+    std::vector<std::string> details;
+    bool passed() const { return verdict.find(" - Pass") != std::string::npos; }
+    bool mentions(const std::string& text) const
+    {
+        for (const std::string& line : details)
+            if (line.find(text) != std::string::npos)
+                return true;
+        return false;
+    }
+};
+
+std::vector<TEST_RESULT> group(const std::vector<std::string>& lines)
+{
+    std::vector<TEST_RESULT> results;
+    for (const std::string& line : lines) {
+        if (is_verdict(line)) {
+            EXPECT_TRUE(line.find(" - Pass") == std::string::npos || line.find(" - Fail") == std::string::npos) << line;
+            results.push_back({line, {}});
+        } else {
+            EXPECT_FALSE(results.empty()) << "a detail before any verdict: " << line;
+            if (!results.empty())
+                results.back().details.push_back(line);
+        }
+    }
+    return results;
+}
+
+class MANAGER_TEST : public PGMD_CM_TEST {
+protected:
+    void bind_default_cables()
+    {
+        ASSERT_TRUE(m_manager.get_engine()->set_tji_hardware(false, handle_of(BENCH_CABLE_NAME)));
+        ASSERT_TRUE(m_manager.get_engine()->set_tji_hardware(true, handle_of(DUT_CABLE_NAME)));
+    }
+    std::vector<TEST_RESULT> run(std::vector<std::string> lines, bool skip_flash = false)
+    {
+        const std::vector<std::string> out = m_manager.execute_test(unsigned(lines.size()), lines.data(), skip_flash);
+        EXPECT_FALSE(m_manager.get_engine()->is_locked(false));
+        EXPECT_FALSE(m_manager.get_engine()->is_locked(true));
+        return group(out);
+    }
+    PGMD_CM_MANAGER m_manager;
+};
+
+} // namespace
+
+// ---- Generator ---------------------------------------------------------------------------------
+
+using Generator = PGMD_CM_TEST;
+
+TEST_F(Generator, DerivesTheProcessesFromTheSchemes)
+{
+    struct CASE {
+        std::vector<std::string> lines;
+        std::vector<std::string> processes;
+    };
+    const CASE cases[] = {
+        {{PS_CFI, FPP32_QSPI}, {"PROCESS +Generate SOF", "PROCESS +Generate PFL IP", "PROCESS +Generate PFL POF"}},
+        {{AS_INT100}, {"PROCESS +Generate SOF", "PROCESS +Generate JIC"}},
+        {{AS_INT100, PS_CFI},
+         {"PROCESS +Generate SOF", "PROCESS +Generate PFL IP", "PROCESS +Generate PFL POF", "PROCESS +Generate JIC"}},
+        {{"PROCESS -Generate JIC", "Test 1: BR5-TV1-ES - Pass"}, {}},
+        {{}, {}},
+    };
+    for (const CASE& c : cases) {
+        const std::vector<std::string> processes = determine(c.lines);
+        EXPECT_EQ(processes, c.processes);
+        for (const std::string& line : processes) {
+            EXPECT_EQ(line.compare(0, 7, "PROCESS"), 0);
+            EXPECT_EQ(line[8], '+');
+        }
+    }
+}
+
+TEST_F(Generator, OptimizeGroupsTestsAndKeepsEveryLine)
+{
+    const std::vector<std::string> lines = {AS_INT100, PS_CFI_25, "PROCESS +Generate SOF", PS_CFI2, CD5_PS, PS_CFI, FPP32_QSPI, PS_CFI};
+    // DUT, then memory, scheme and clock; the supply changes fastest; other lines go last.
+    const std::vector<std::string> expected = {PS_CFI, PS_CFI, PS_CFI_25, PS_CFI2, FPP32_QSPI, AS_INT100, CD5_PS, "PROCESS +Generate SOF"};
+    const std::vector<std::string> optimized = optimize(lines);
+    EXPECT_EQ(optimized, expected);
+    std::multiset<std::string> before(lines.begin(), lines.end()), after(optimized.begin(), optimized.end());
+    EXPECT_EQ(before, after);
+    EXPECT_TRUE(optimize({}).empty());
+}
+
+// ---- Raw file ----------------------------------------------------------------------------------
+
+using RawFile = MANAGER_TEST;
+
+TEST_F(RawFile, WritesTheDocumentedRecords)
+{
+    QTemporaryDir directory;
+    gen_set_setting("kiopru/work_dir", directory.filePath("work/batches").toStdString());
+    std::vector<std::string> lines = {PS_CFI, AS_INT100, "PROCESS +Generate SOF", "PROCESS -Generate PFL IP", "PROCESS +Generate JIC"};
+    ASSERT_EQ(m_manager.generate_raw_file(unsigned(lines.size()), lines.data()), 0);
+    EXPECT_EQ(m_manager.raw_file_path(), directory.filePath("work/batches/kiopru_batch.raw").toStdString());
+    QFile file(QString::fromStdString(m_manager.raw_file_path()));
+    ASSERT_TRUE(file.open(QIODevice::ReadOnly));
+    const QString text = QString::fromUtf8(file.readAll());
+    const QStringList records = text.split('\n', Qt::SkipEmptyParts).filter(QRegularExpression("^[^#]"));
+    EXPECT_TRUE(text.startsWith("# Kiopru raw test file"));
+    for (const char* documented : {"KIOPRU_RAW", "BATCH", "PROCESS RUN|SKIP", "TEST <number>", "IMAGE=POF|JIC", "END"})
+        EXPECT_TRUE(text.contains(documented)) << documented;
+    ASSERT_EQ(records.size(), 8);
+    EXPECT_EQ(records[0], "KIOPRU_RAW\t1");
+    EXPECT_EQ(records[1], "BATCH\t2\t3");
+    EXPECT_EQ(records[2], "PROCESS\tRUN\tGenerate SOF");
+    EXPECT_EQ(records[3], "PROCESS\tSKIP\tGenerate PFL IP");
+    EXPECT_EQ(records[5],
+              QString("TEST\t1\tDUT=BR5-TV1-ES\tIDCODE=0x0B4150F3\tMASK=0xFFFFFFFF\tSCHEME=ps\tMSEL=0x11\tVCCPGM_MV=1800"
+                      "\tMEMORY=cfi1\tSLOT=1\tCLOCK=dclk\tCLOCK_SOURCE=6\tIMAGE=POF\tCOMMAND=")
+                  + QString::fromStdString(PS_CFI));
+    EXPECT_TRUE(records[6].contains("SCHEME=asx1\tMSEL=0x12\tVCCPGM_MV=3000\tMEMORY=cfgq1\tSLOT=7\tCLOCK=int100\tCLOCK_SOURCE=4\tIMAGE=JIC"));
+    EXPECT_EQ(records[7], "END");
+}
+
+TEST_F(RawFile, ReportsUnreadableCommandsAndUnwritableDirectories)
+{
+    QTemporaryDir directory;
+    gen_set_setting("kiopru/work_dir", directory.path().toStdString());
+    std::vector<std::string> bad = {"CMD @BR5-TV1-ES @Passive Serial @1.9 V @P30 2Gb 16-bits CFI flash @DCLK"};
+    EXPECT_EQ(m_manager.generate_raw_file(1, bad.data()), 2);
+    EXPECT_FALSE(QFile::exists(directory.filePath("kiopru_batch.raw")));
+
+    QFile blocker(directory.filePath("file"));
+    ASSERT_TRUE(blocker.open(QIODevice::WriteOnly));
+    gen_set_setting("kiopru/work_dir", directory.filePath("file/below").toStdString());
+    std::vector<std::string> good = {PS_CFI};
+    EXPECT_EQ(m_manager.generate_raw_file(1, good.data()), 1);
+}
+
+// ---- Test runs ---------------------------------------------------------------------------------
+
+using Execute = MANAGER_TEST;
+
+TEST_F(Execute, PassesEveryValidTestOnTheDefaultBench)
+{
+    bind_default_cables();
+    const std::vector<std::string> commands = {PS_CFI, PS_CFI_25, FPP32_QSPI, AS_INT100, ASX4_CLKUSR};
+    std::vector<std::string> lines = commands;
+    lines.insert(lines.end(), {"PROCESS +Generate SOF", "PROCESS +Generate JIC"});
+    const std::vector<TEST_RESULT> results = run(lines);
+    ASSERT_EQ(results.size(), commands.size());
+    for (size_t i = 0; i < results.size(); ++i) {
+        EXPECT_TRUE(results[i].passed()) << results[i].verdict << "\n" << results[i].details.back();
+        EXPECT_EQ(results[i].verdict.rfind("Test " + std::to_string(i + 1) + ": BR5-TV1-ES, ", 0), 0u) << results[i].verdict;
+        EXPECT_NE(results[i].verdict.compare(0, 3, "CMD"), 0) << "results never read as commands";
+        EXPECT_TRUE(results[i].mentions("matches BR5-TV1-ES"));
+        EXPECT_TRUE(results[i].mentions("programmed and verified"));
+        EXPECT_TRUE(results[i].mentions("Configuration done"));
+    }
+    EXPECT_EQ(results[0].verdict, "Test 1: BR5-TV1-ES, Passive Serial, 1.8 V, P30 2Gb 16-bits CFI flash, DCLK - Pass");
+    EXPECT_TRUE(results[0].mentions("VCCPGM 1.8 V applied, measured 1800 mV"));
+    EXPECT_TRUE(results[0].mentions("MSEL 0x11 set for Passive Serial"));
+    EXPECT_TRUE(results[3].mentions("Configuration clock Internal 100.0 Mhz selected, measured 100000 kHz"));
+}
+
+TEST_F(Execute, TheSiliconRejectsWhatItDoesNotSupport)
+{
+    bind_default_cables();
+    const std::vector<TEST_RESULT> results = run({"CMD @BR5-TV1-ES @Active Serial @2.5 V @CFGQ @Internal 25.0 Mhz",
+                                                  "CMD @BR5-TV1-ES @Passive Serial @1.8 V @CFGQ @DCLK",
+                                                  "CMD @BR5-TV1-ES @Passive Serial @1.8 V @Micron QSPI 256Mb @Internal 50.0 Mhz"});
+    ASSERT_EQ(results.size(), 3u);
+    EXPECT_FALSE(results[0].passed());
+    EXPECT_TRUE(results[0].mentions("VCCPGM is not allowed for the scheme"));
+    EXPECT_TRUE(results[1].mentions("the memory storage does not fit the scheme"));
+    EXPECT_TRUE(results[2].mentions("the configuration clock does not fit the scheme"));
+}
+
+TEST_F(Execute, AWrongDeviceOnTheDutChainFails)
+{
+    QJsonObject bench = with_value(default_bench_json(), {"cables", 1, "chain", 0, "name"}, "CD5-TV2-ES");
+    bench = with_value(bench, {"cables", 1, "chain", 0, "idcode"}, "0x0B4750F3"); // within CD5-TV2-ES's ID mask
+    ASSERT_TRUE(load_bench(bench));
+    bind_default_cables();
+    const std::vector<TEST_RESULT> results = run({PS_CFI, CD5_PS});
+    ASSERT_EQ(results.size(), 2u);
+    EXPECT_FALSE(results[0].passed());
+    ASSERT_EQ(results[0].details.size(), 1u) << "nothing is touched on a wrong device";
+    EXPECT_EQ(results[0].details[0],
+              "DUT chain holds no BR5-TV1-ES (JTAG ID 0x0B4150F3, mask 0xFFFFFFFF); found @1 0x0B4750F3 CD5-TV2-ES");
+    EXPECT_TRUE(results[1].passed()) << results[1].details.back();
+    EXPECT_TRUE(results[1].mentions("@1 IDCODE 0x0B4750F3 matches CD5-TV2-ES (JTAG ID 0x0B4250F3, mask 0xFFFAFFFF)"));
+}
+
+TEST_F(Execute, SkippingFlashConfiguresFromWhatTheMemoryHolds)
+{
+    bind_default_cables();
+    const std::vector<TEST_RESULT> blank = run({PS_CFI}, true);
+    ASSERT_EQ(blank.size(), 1u);
+    EXPECT_FALSE(blank[0].passed());
+    EXPECT_TRUE(blank[0].mentions("Flash programming / verification skipped"));
+    EXPECT_TRUE(blank[0].mentions("the memory holds no configuration image"));
+    EXPECT_FALSE(blank[0].mentions("programmed and verified"));
+
+    EXPECT_TRUE(run({PS_CFI})[0].passed());
+    const std::vector<TEST_RESULT> kept = run({PS_CFI_25, PS_CFI2}, true);
+    EXPECT_TRUE(kept[0].passed()) << "the image programmed before is still there";
+    EXPECT_FALSE(kept[1].passed()) << "the other memory is still blank";
+}
+
+TEST_F(Execute, ASkippedProcessLeavesItsImageOut)
+{
+    bind_default_cables();
+    const std::vector<TEST_RESULT> results =
+        run({PS_CFI, AS_INT100, "PROCESS +Generate SOF", "PROCESS +Generate PFL IP", "PROCESS +Generate PFL POF", "PROCESS -Generate JIC"});
+    ASSERT_EQ(results.size(), 2u);
+    EXPECT_TRUE(results[0].passed());
+    EXPECT_FALSE(results[1].passed());
+    EXPECT_TRUE(results[1].mentions("process \"Generate JIC\" was skipped"));
+    EXPECT_TRUE(results[1].mentions("the memory holds no configuration image"));
+}
+
+TEST_F(Execute, DeclaredFaultsGiveFailLines)
+{
+    struct CASE {
+        const char* what;
+        std::vector<BENCH_PATH_STEP> path;
+        QJsonObject faults;
+        const char* detail;
+    };
+    const CASE cases[] = {
+        {"supply", {"cables", 0, "chain", 0, "faults"}, {{"fail_step", "power"}}, "not reached: measured 0 mV"},
+        {"flash write", {"cables", 0, "chain", 0, "faults"}, {{"fail_step", "flash_program"}}, "Flash programming failed"},
+        {"flash read", {"cables", 0, "chain", 0, "faults"}, {{"fail_step", "flash_verify"}}, "Flash verification failed at word 0"},
+        {"DUT", {"cables", 1, "chain", 0, "faults"}, {{"fail_step", "configure"}}, "CRC error in the configuration data"},
+        {"bench cable", {"cables", 0, "faults"}, {{"refuse_lock", true}}, "Test-bench JTAG hardware Bench-USB [1-1] cannot be started"},
+        {"DUT cable", {"cables", 1, "faults"}, {{"tdo_stuck", 1}}, "DUT JTAG hardware DUT-USB [1-2] cannot be started"},
+    };
+    for (const CASE& c : cases) {
+        ASSERT_TRUE(load_bench(with_value(default_bench_json(), c.path, c.faults)));
+        bind_default_cables();
+        const std::vector<TEST_RESULT> results = run({PS_CFI, AS_INT100});
+        ASSERT_EQ(results.size(), 2u) << c.what;
+        for (const TEST_RESULT& result : results) {
+            EXPECT_FALSE(result.passed()) << c.what;
+            EXPECT_TRUE(result.mentions(c.detail)) << c.what << ": " << result.details.back();
+        }
+    }
+}
+
+TEST_F(Execute, NeedsBothCables)
+{
+    std::vector<std::string> lines = {PS_CFI};
+    std::vector<TEST_RESULT> results = run(lines);
+    ASSERT_EQ(results.size(), 1u);
+    EXPECT_EQ(results[0].verdict, "Test 1: BR5-TV1-ES, Passive Serial, 1.8 V, P30 2Gb 16-bits CFI flash, DCLK - Fail");
+    EXPECT_EQ(results[0].details, std::vector<std::string>{"Test-bench JTAG hardware is not set"});
+
+    ASSERT_TRUE(m_manager.get_engine()->set_tji_hardware(false, handle_of(BENCH_CABLE_NAME)));
+    results = run(lines);
+    EXPECT_EQ(results[0].details, std::vector<std::string>{"DUT JTAG hardware is not set"});
+
+    ASSERT_TRUE(m_manager.get_engine()->set_tji_hardware(true, handle_of(LAB_CABLE_NAME)));
+    results = run(lines);
+    EXPECT_TRUE(results[0].mentions("DUT chain holds no BR5-TV1-ES")) << "the lab cable holds other devices";
+
+    EXPECT_TRUE(run({"PROCESS +Generate SOF"}).empty()) << "no commands, no results";
+}
+
+TEST_F(Execute, UnreadableCommandsFailWithoutEchoingVerdicts)
+{
+    bind_default_cables();
+    const std::vector<TEST_RESULT> results = run({"CMD @BR5-TV1-ES @Passive Serial - Pass @1.8 V @P30 2Gb 16-bits CFI flash @DCLK"});
+    ASSERT_EQ(results.size(), 1u);
+    EXPECT_EQ(results[0].verdict, "Test 1 - Fail");
+    ASSERT_EQ(results[0].details.size(), 1u);
+    EXPECT_EQ(results[0].details[0], "Command not understood: unknown configuration scheme \"Passive Serial / Pass\"");
+}

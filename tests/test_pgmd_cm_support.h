@@ -1,0 +1,72 @@
+// Benches for the chain manager's tests: the built-in bench, changed where a test needs it, and
+// loaded as the bench every engine drives.
+#pragma once
+
+#include "pgmd_cm.h"
+
+#include <gtest/gtest.h>
+
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+
+#include <algorithm>
+#include <variant>
+
+typedef std::variant<const char*, int> BENCH_PATH_STEP;
+
+inline QJsonObject default_bench_json()
+{
+    return QJsonDocument::fromJson(QByteArray::fromStdString(pgmd_cm_default_bench())).object();
+}
+
+// The document with `value` at the path of keys and indexes, e.g. {"cables", 1, "faults"}.
+inline QJsonValue with_value(const QJsonValue& node, const std::vector<BENCH_PATH_STEP>& path, const QJsonValue& value, size_t step = 0)
+{
+    if (step == path.size())
+        return value;
+    if (const int* index = std::get_if<int>(&path[step])) {
+        QJsonArray array = node.toArray();
+        array[*index] = with_value(array[*index], path, value, step + 1);
+        return array;
+    }
+    QJsonObject object = node.toObject();
+    const QString key = std::get<const char*>(path[step]);
+    object[key] = with_value(object[key], path, value, step + 1);
+    return object;
+}
+
+inline QJsonObject with_value(const QJsonObject& root, const std::vector<BENCH_PATH_STEP>& path, const QJsonValue& value)
+{
+    return with_value(QJsonValue(root), path, value).toObject();
+}
+
+inline bool load_bench(const QJsonObject& root)
+{
+    std::string error;
+    const bool loaded = pgmd_cm_load_bench(QJsonDocument(root).toJson().toStdString(), &error);
+    EXPECT_TRUE(loaded) << error;
+    return loaded;
+}
+
+// The hardware handle of a cable, as the hardware dialog gives it.
+inline unsigned handle_of(const std::string& cable)
+{
+    const std::vector<std::string> names = pgmd_cm_list_hardware();
+    const auto found = std::find(names.begin(), names.end(), cable);
+    return found == names.end() ? 0 : unsigned(found - names.begin() + 1);
+}
+
+const char* const BENCH_CABLE_NAME = "Bench-USB [1-1]";
+const char* const DUT_CABLE_NAME = "DUT-USB [1-2]";
+const char* const LAB_CABLE_NAME = "Lab-USB [1-3]";
+
+// Every test starts on a fresh built-in bench.
+class PGMD_CM_TEST : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        std::string error;
+        ASSERT_TRUE(pgmd_cm_reload_bench(&error)) << error;
+    }
+};

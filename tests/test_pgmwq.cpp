@@ -1,0 +1,139 @@
+// The hardware-selection dialog library, loaded by name the way the panels load it: preset
+// answers for scripted runs, and the dialog itself driven with keys and clicks.
+#include "pgmd_cm.h"
+#include "thr.h"
+
+#include <gtest/gtest.h>
+
+#include <QApplication>
+#include <QDialog>
+#include <QDialogButtonBox>
+#include <QListWidget>
+#include <QPushButton>
+#include <QTest>
+#include <QTimer>
+
+#include <cstdlib>
+#include <functional>
+
+namespace {
+
+typedef void (*HARDWARE_DLG)(unsigned*);
+typedef void (*PRESET)(const char*);
+
+class Pgmwq : public ::testing::Test {
+protected:
+    static void SetUpTestSuite()
+    {
+        if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
+            qputenv("QT_QPA_PLATFORM", "offscreen");
+        static int argc = 1;
+        static char name[] = "test_pgmwq";
+        static char* argv[] = {name, nullptr};
+        if (!QApplication::instance())
+            new QApplication(argc, argv);
+    }
+
+    void SetUp() override
+    {
+        unsetenv("PGMWQ_HARDWARE_ANSWER");
+        std::string error;
+        ASSERT_TRUE(pgmd_cm_reload_bench(&error)) << error;
+        void* library = thr_drl_load("pgm_pgmwq.dll");
+        ASSERT_NE(library, nullptr) << thr_drl_last_error();
+        m_dialog = reinterpret_cast<HARDWARE_DLG>(thr_drl_find_function(library, "pgmwq_export_hardware_dlg"));
+        m_preset = reinterpret_cast<PRESET>(thr_drl_find_function(library, "pgmwq_set_preset_answer"));
+        ASSERT_NE(m_dialog, nullptr);
+        ASSERT_NE(m_preset, nullptr);
+    }
+
+    void TearDown() override { unsetenv("PGMWQ_HARDWARE_ANSWER"); }
+
+    unsigned choose()
+    {
+        unsigned hardware = 77; // the dialog always writes its answer
+        m_dialog(&hardware);
+        return hardware;
+    }
+
+    // Runs the modal dialog and lets `user` act on it once it is shown.
+    unsigned choose_with(const std::function<void(QDialog*)>& user)
+    {
+        bool shown = false;
+        QTimer::singleShot(0, [&] {
+            auto* dialog = qobject_cast<QDialog*>(QApplication::activeModalWidget());
+            shown = dialog != nullptr;
+            if (dialog)
+                user(dialog);
+        });
+        const unsigned hardware = choose();
+        EXPECT_TRUE(shown);
+        return hardware;
+    }
+
+    HARDWARE_DLG m_dialog = nullptr;
+    PRESET m_preset = nullptr;
+};
+
+QPushButton* button(QDialog* dialog, QDialogButtonBox::StandardButton which)
+{
+    return dialog->findChild<QDialogButtonBox*>()->button(which);
+}
+
+} // namespace
+
+TEST_F(Pgmwq, PresetAnswersAreUsedOnceEachInOrder)
+{
+    m_preset("DUT-USB [1-2]");
+    m_preset(nullptr);
+    m_preset("Lab-USB [1-3]");
+    m_preset("No such cable");
+    EXPECT_EQ(choose(), 2u);
+    EXPECT_EQ(choose(), 0u) << "cancel";
+    EXPECT_EQ(choose(), 3u);
+    EXPECT_EQ(choose(), 0u) << "a cable the bench does not have";
+}
+
+TEST_F(Pgmwq, EnvironmentAnswersEveryCallAfterTheQueuedOnes)
+{
+    setenv("PGMWQ_HARDWARE_ANSWER", "Bench-USB [1-1]", 1);
+    m_preset("Lab-USB [1-3]");
+    EXPECT_EQ(choose(), 3u);
+    EXPECT_EQ(choose(), 1u);
+    EXPECT_EQ(choose(), 1u);
+    setenv("PGMWQ_HARDWARE_ANSWER", "cancel", 1);
+    EXPECT_EQ(choose(), 0u);
+}
+
+TEST_F(Pgmwq, AnswersFollowTheBenchsCables)
+{
+    ASSERT_TRUE(pgmd_cm_load_bench(R"({"cables": [{"name": "Only", "chain": [{"name": "d", "idcode": 1}]}]})", nullptr));
+    m_preset("Only");
+    m_preset("DUT-USB [1-2]");
+    EXPECT_EQ(choose(), 1u);
+    EXPECT_EQ(choose(), 0u);
+}
+
+TEST_F(Pgmwq, TheDialogListsTheCablesAndReturnsTheChosenHandle)
+{
+    QStringList listed;
+    const unsigned chosen = choose_with([&](QDialog* dialog) {
+        auto* list = dialog->findChild<QListWidget*>();
+        for (int i = 0; i < list->count(); ++i)
+            listed << list->item(i)->text();
+        QTest::keyClick(list, Qt::Key_Down);
+        QTest::keyClick(list, Qt::Key_Down);
+        QTest::mouseClick(button(dialog, QDialogButtonBox::Ok), Qt::LeftButton);
+    });
+    EXPECT_EQ(listed, (QStringList{"Bench-USB [1-1]", "DUT-USB [1-2]", "Lab-USB [1-3]"}));
+    EXPECT_EQ(chosen, 3u);
+}
+
+TEST_F(Pgmwq, CancellingTheDialogWritesZero)
+{
+    const unsigned chosen = choose_with([](QDialog* dialog) {
+        QTest::keyClick(dialog->findChild<QListWidget*>(), Qt::Key_Down);
+        QTest::mouseClick(button(dialog, QDialogButtonBox::Cancel), Qt::LeftButton);
+    });
+    EXPECT_EQ(chosen, 0u);
+}
