@@ -3,7 +3,9 @@
 #include "pgmdq_debug_waveform_viewer.h"
 
 #include "fio.h"
+#include "pgmd_cm.h"
 #include "tfcq.h"
+#include "thr.h"
 
 #include <QComboBox>
 #include <QCoreApplication>
@@ -39,6 +41,25 @@ const int NAME_COLUMN_WIDTH = 150;
 // The margin a text document keeps around its text (QTextDocument's default).
 const double LABEL_MARGIN = 4;
 const int TRACE_STEP = 15;
+using DWORD = std::uint32_t;
+
+// The engine's identifier of the debug IP's node kind, and the IP's virtual instructions.
+const unsigned DEBUG_IP_NODE_KIND = 4;
+const unsigned IP_RESET_TRACE = 0xE00;
+const unsigned IP_READ_DESCRIPTOR = 0xE01;
+const unsigned IP_READ_SAMPLES = 0xE02;
+const unsigned IP_READ_USEDW = 0xE03;
+// Trace-memory descriptor: bits 0 to 3 flag the waveform feature, bits 4 to 31 give the memory
+// size in units of 1024 samples.
+const unsigned DESCRIPTOR_FEATURE_MASK = 0xF;
+const unsigned DESCRIPTOR_SIZE_SHIFT = 4;
+const unsigned DESCRIPTOR_SIZE_UNIT = 1024;
+
+void post_info(const std::string& text)
+{
+    msg_post(MSG_PGMDQ::I::PGMDQ_COMMON_MSG(text));
+}
+
 // Width, depth and signature around the samples of a ".wvf" file.
 const std::uint64_t WVF_FIELDS_SIZE = 4 + 4 + 4;
 
@@ -426,8 +447,15 @@ PGMDQ_DEBUG_WAVEFORM_VIEWER::PGMDQ_DEBUG_WAVEFORM_VIEWER(QWidget* parent) : QWid
     layout->addWidget(waveform_box);
     setMinimumWidth(600);
 
+    m_engine = std::make_unique<PGMD_CM_ENGINE>();
+
+    connect(m_setup_button, &QPushButton::clicked, this, &PGMDQ_DEBUG_WAVEFORM_VIEWER::on_hardware);
+    connect(m_scan_button, &QPushButton::clicked, this, &PGMDQ_DEBUG_WAVEFORM_VIEWER::on_device);
     connect(m_open_button, &QPushButton::clicked, this, &PGMDQ_DEBUG_WAVEFORM_VIEWER::on_open);
     connect(m_save_button, &QPushButton::clicked, this, &PGMDQ_DEBUG_WAVEFORM_VIEWER::on_save);
+    connect(m_read_usedw_button, &QPushButton::clicked, this, &PGMDQ_DEBUG_WAVEFORM_VIEWER::on_read_usedw);
+    connect(m_reset_button, &QPushButton::clicked, this, &PGMDQ_DEBUG_WAVEFORM_VIEWER::on_reset);
+    connect(m_start_button, &QPushButton::clicked, this, &PGMDQ_DEBUG_WAVEFORM_VIEWER::on_start);
 
     m_scan_button->setEnabled(false);
     m_save_button->setEnabled(false);
@@ -437,6 +465,8 @@ PGMDQ_DEBUG_WAVEFORM_VIEWER::PGMDQ_DEBUG_WAVEFORM_VIEWER(QWidget* parent) : QWid
 PGMDQ_DEBUG_WAVEFORM_VIEWER::~PGMDQ_DEBUG_WAVEFORM_VIEWER()
 {
     delete m_waveform_widget;
+    m_engine.reset();
+    m_device_id.clear();
 }
 
 void PGMDQ_DEBUG_WAVEFORM_VIEWER::set_device_buttons_enabled(bool enabled)
@@ -475,4 +505,128 @@ void PGMDQ_DEBUG_WAVEFORM_VIEWER::on_save()
     FIO_PATH path(selected_files.first().toLocal8Bit().toStdString());
     path.extension(".wvf", "");
     m_waveform_widget->save_waveform(path.fullpath());
+}
+
+void PGMDQ_DEBUG_WAVEFORM_VIEWER::on_hardware()
+{
+    unsigned hardware = 0;
+    if (void* library = thr_drl_load("pgm_pgmwq.dll")) {
+        using HARDWARE_DIALOG = void (*)(unsigned*);
+        if (auto dialog = reinterpret_cast<HARDWARE_DIALOG>(thr_drl_find_function(library, "pgmwq_export_hardware_dlg")))
+            dialog(&hardware);
+    }
+    const bool accepted = m_engine->set_tji_hardware(true, hardware);
+    m_hardware_edit->setText(accepted ? QString::fromLocal8Bit(m_engine->get_hardware_name(true).c_str())
+                                      : tr("No hardware"));
+    m_scan_button->setEnabled(accepted);
+    m_save_button->setEnabled(false);
+    set_device_buttons_enabled(false);
+}
+
+void PGMDQ_DEBUG_WAVEFORM_VIEWER::on_device()
+{
+    unsigned count = 0;
+    int error = PGMD_CM_SCAN_ERROR_NONE;
+    const std::unique_ptr<PGMD_CM_DEVICE[]> devices(m_engine->scan_chain(true, &count, &error));
+    m_device_combo->clear();
+    m_device_id.clear();
+    m_save_button->setEnabled(false);
+    const bool found = devices && count > 0 && error == PGMD_CM_SCAN_ERROR_NONE;
+    set_device_buttons_enabled(found);
+    if (!found)
+        return;
+    for (unsigned i = 0; i < count; ++i) {
+        m_device_combo->addItem(QString::asprintf("@%d - %s", int(i + 1), devices[i].name.c_str()));
+        m_device_id.push_back(devices[i].idcode);
+    }
+}
+
+void PGMDQ_DEBUG_WAVEFORM_VIEWER::run_on_debug_ip(const std::function<void(bool, unsigned)>& operation)
+{
+    PGMDQ_ASSERT(DWORD(m_device_combo->count()) == DWORD(m_device_id.size()) && m_device_id.size() > 0);
+    TFCQ_BUSY_DLG busy(tr("Please wait while Programmer is processing..."), tr("Programmer Debug Waveform Viewer"),
+                       this);
+    m_engine->set_dut_count(unsigned(m_device_id.size()));
+    const unsigned device_index = unsigned(m_device_combo->currentIndex());
+
+    // The cable is released and the count reset however the operation ends, internal errors
+    // included; the busy dialog closes after that.
+    struct RELEASE {
+        PGMD_CM_ENGINE* engine;
+        ~RELEASE()
+        {
+            engine->unlock_hardware(true);
+            engine->set_dut_count(0);
+        }
+    } release{m_engine.get()};
+
+    const bool ip_found =
+        m_engine->startup_hardware(true, false) && m_engine->determine_dut_sld_node(device_index, DEBUG_IP_NODE_KIND);
+    operation(ip_found, device_index);
+}
+
+// Failures here are silent: the count is only posted when it was read.
+void PGMDQ_DEBUG_WAVEFORM_VIEWER::on_read_usedw()
+{
+    run_on_debug_ip([this](bool ip_found, unsigned device_index) {
+        unsigned char buffer[4] = {};
+        if (!ip_found || !m_engine->load_jtag_virtual_instruction(true, IP_READ_USEDW, device_index, false, true) ||
+            !m_engine->read_dr_data(true, 32, buffer, device_index))
+            return;
+        post_info(QString::asprintf("USEDW count: %d", int(little_endian_dword(buffer))).toStdString());
+    });
+}
+
+// The trace is reset in the IP and forgotten here; the names stay, the waves go.
+void PGMDQ_DEBUG_WAVEFORM_VIEWER::on_reset()
+{
+    run_on_debug_ip([this](bool ip_found, unsigned device_index) {
+        if (!ip_found) {
+            post_info("Fail to startup hardware and/or determine supported IP");
+            m_save_button->setEnabled(false);
+            return;
+        }
+        m_engine->load_jtag_virtual_instruction(true, IP_RESET_TRACE, device_index, false, false);
+        m_waveform_widget->draw_waveform(0, 0, NULL, NULL, 0, 0);
+        m_waveform_widget->waveform_scene()->clear();
+    });
+}
+
+void PGMDQ_DEBUG_WAVEFORM_VIEWER::on_start()
+{
+    run_on_debug_ip([this](bool ip_found, unsigned device_index) {
+        if (!ip_found) {
+            post_info("Fail to startup hardware and/or determine supported IP");
+            m_save_button->setEnabled(false);
+            return;
+        }
+        m_save_button->setEnabled(true);
+        capture_trace(device_index);
+    });
+}
+
+// Reads the whole trace memory and draws it. A sample read that fails stops the reading; the
+// memory is drawn all the same, the unread samples as zeros.
+void PGMDQ_DEBUG_WAVEFORM_VIEWER::capture_trace(unsigned device_index)
+{
+    unsigned descriptor = 0;
+    bool read = m_engine->load_jtag_virtual_instruction(true, IP_READ_DESCRIPTOR, device_index, false, true) &&
+                m_engine->write_read_dr_data(true, 0, 32, 0, &descriptor, device_index);
+    if (read) {
+        // An IP without the feature is a broken set-up, not a user error.
+        if ((descriptor & DESCRIPTOR_FEATURE_MASK) == 0 || (descriptor >> DESCRIPTOR_SIZE_SHIFT) == 0)
+            PGMDQ_INTERNAL_ERROR(
+                "Detected IP does not support waveform debug feature and/or debug size must be greater than 0");
+        read = m_engine->load_jtag_virtual_instruction(true, IP_READ_SAMPLES, device_index, false, true);
+        const unsigned samples = (descriptor >> DESCRIPTOR_SIZE_SHIFT) * DESCRIPTOR_SIZE_UNIT;
+        PGMDQ_SAMPLE_BUFFERS buffers(samples, pgmdq_sample_byte_size(PGMDQ_SFL_DEBUG_SIZE));
+        for (unsigned i = 0; read && i < samples; ++i)
+            read = m_engine->read_dr_data(true, PGMDQ_SFL_DEBUG_SIZE, buffers.data()[i], device_index);
+        m_waveform_widget->draw_waveform(PGMDQ_SFL_DEBUG_SIZE, samples, buffers.data(), PGMDQ_SFL_DEBUG_SIGNALS, 0,
+                                         TRACE_STEP);
+    }
+    if (!read) {
+        post_info("Fail to read memory");
+        m_save_button->setEnabled(false);
+    }
 }

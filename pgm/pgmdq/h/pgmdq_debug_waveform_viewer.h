@@ -8,6 +8,7 @@
 #include <QWidget>
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -16,6 +17,7 @@ class QComboBox;
 class QGraphicsView;
 class QLineEdit;
 class QPushButton;
+class PGMD_CM_ENGINE;
 
 // One row of a signal table; a table ends with a row of empty name and width 0.
 struct PGMDQ_DEBUG_SIGNAL {
@@ -156,16 +158,27 @@ public:
     ~PGMDQ_DEBUG_WAVEFORM_VIEWER() override;
 
     PGMDQ_DEBUG_WAVEFORM_WIDGET* waveform_widget() const { return m_waveform_widget; }
+    const PGMD_CM_ENGINE* engine() const { return m_engine.get(); }
 
 private slots:
+    void on_hardware();
+    void on_device();
     void on_open();
     void on_save();
+    void on_read_usedw();
+    void on_reset();
+    void on_start();
 
 protected:
     void resizeEvent(QResizeEvent* event) override;
 
 private:
     void set_device_buttons_enabled(bool enabled);
+    // Runs `operation` on the chosen device's debug IP between start-up and release of the DUT
+    // cable, under the busy dialog; `operation` is told whether start-up and node detection
+    // succeeded.
+    void run_on_debug_ip(const std::function<void(bool ip_found, unsigned device_index)>& operation);
+    void capture_trace(unsigned device_index);
 
     QLineEdit* m_hardware_edit;
     QPushButton* m_setup_button;
@@ -178,5 +191,6 @@ private:
     QPushButton* m_reset_button;
     QPushButton* m_start_button;
     PGMDQ_DEBUG_WAVEFORM_WIDGET* m_waveform_widget;
+    std::unique_ptr<PGMD_CM_ENGINE> m_engine;
     std::vector<std::uint32_t> m_device_id;
 };
