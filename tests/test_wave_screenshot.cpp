@@ -45,12 +45,16 @@ public:
             _exit(127);
         }
         close(display_pipe[1]);
-        char number[16] = {};
-        const ssize_t length = m_pid > 0 ? read(display_pipe[0], number, sizeof number - 1) : -1;
+        // The server writes the number and a newline once it accepts connections; the pipe must
+        // stay open until all of it has arrived.
+        QByteArray number;
+        char c;
+        while (m_pid > 0 && read(display_pipe[0], &c, 1) == 1 && c != '\n')
+            number += c;
         close(display_pipe[0]);
-        if (length <= 0)
+        if (number.isEmpty())
             return false;
-        qputenv("DISPLAY", QByteArray(":") + QByteArray(number, int(length)).trimmed());
+        qputenv("DISPLAY", ":" + number);
         return true;
     }
 
