@@ -15,6 +15,7 @@
 #include <QPainter>
 
 #include <cstdio>
+#include <malloc.h>
 #include <fstream>
 #include <map>
 #include <string>
@@ -35,9 +36,11 @@ long proc_status_kb(const char* field)
     return 0;
 }
 
-// Starts a new peak: the kernel resets the high-water mark to the current resident size.
+// Starts a new peak: freed heap goes back to the system first, so that the resident size counts
+// only memory in use, then the kernel resets the high-water mark to that size.
 long reset_peak_rss_kb()
 {
+    malloc_trim(0);
     std::ofstream("/proc/self/clear_refs") << "5";
     return proc_status_kb("VmRSS");
 }
