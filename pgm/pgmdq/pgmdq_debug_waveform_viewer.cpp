@@ -55,13 +55,13 @@ const unsigned DESCRIPTOR_FEATURE_MASK = 0xF;
 const unsigned DESCRIPTOR_SIZE_SHIFT = 4;
 const unsigned DESCRIPTOR_SIZE_UNIT = 1024;
 
+// Width, depth and signature around the samples of a ".wvf" file.
+const std::uint64_t WVF_FIELDS_SIZE = 4 + 4 + 4;
+
 void post_info(const std::string& text)
 {
     msg_post(MSG_PGMDQ::I::PGMDQ_COMMON_MSG(text));
 }
-
-// Width, depth and signature around the samples of a ".wvf" file.
-const std::uint64_t WVF_FIELDS_SIZE = 4 + 4 + 4;
 
 const QColor& row_colour(unsigned row)
 {
