@@ -149,17 +149,19 @@ private slots:
 
     void scan_error_disables_the_device_operations_data()
     {
-        QTest::addColumn<QJsonObject>("faults");
-        QTest::newRow("TDO stuck low") << QJsonObject{{"tdo_stuck", 0}};
-        QTest::newRow("TDO stuck high") << QJsonObject{{"tdo_stuck", 1}};
-        QTest::newRow("lock refused") << QJsonObject{{"refuse_lock", true}};
+        QTest::addColumn<QJsonArray>("cables");
+        const auto faulty = [](const QJsonObject& faults) { return standard_cables(debug_ip(1, 1024), {}, faults); };
+        QTest::newRow("TDO stuck low") << faulty({{"tdo_stuck", 0}});
+        QTest::newRow("TDO stuck high") << faulty({{"tdo_stuck", 1}});
+        QTest::newRow("lock refused") << faulty({{"refuse_lock", true}});
+        QTest::newRow("no device") << QJsonArray{cable(DUT_CABLE, QJsonArray())};
     }
     void scan_error_disables_the_device_operations()
     {
-        QFETCH(QJsonObject, faults);
+        QFETCH(QJsonArray, cables);
         choose_and_scan(panel(), DUT_CABLE);
         QCOMPARE(button_states(panel()), QString("10111"));
-        QVERIFY(load_bench(standard_cables(debug_ip(1, 1024), {}, faults)));
+        QVERIFY(load_bench(cables));
         click(panel(), "Scan ...");
         QCOMPARE(panel()->findChildren<QComboBox*>().first()->count(), 0);
         QCOMPARE(button_states(panel()), QString("10000"));
