@@ -203,6 +203,15 @@ private slots:
         QVERIFY(first == read_file(path("second.wvf")));
     }
 
+    void unwritable_path_is_not_reported()
+    {
+        PGMDQ_DEBUG_WAVEFORM_WIDGET widget;
+        wave_test::draw(widget, wave_test::structured_trace(16));
+        const std::string path = m_dir.filePath("missing_folder/trace.wvf").toStdString();
+        QCOMPARE(internal_error_of([&] { widget.save_waveform(path); }), QString());
+        QVERIFY(!QFile::exists(QString::fromStdString(path)));
+    }
+
     void saving_without_a_trace_is_an_internal_error()
     {
         PGMDQ_DEBUG_WAVEFORM_WIDGET widget;
