@@ -1,0 +1,28 @@
+#!/usr/bin/env bash
+# Writes the loopback site's sample release with the build's release maker: the release tree in
+# the file share's data root (build/site/share/data/release) and the dies' emulator builds
+# (build/site/icd_emulator), where build/site/site.ini looks for them. An earlier release is
+# replaced. By default a small, quick selection: one die of each ready family and the die whose
+# emulator disagrees with the programmer.
+#
+#   site/prepare_release.sh [--all] [--sofs N] [BUILD_DIR]     (BUILD_DIR defaults to ./build)
+set -euo pipefail
+root="$(cd "$(dirname "$0")/.." && pwd)"
+build="$root/build"
+selection=(--dies C5D1,D5D1,D5D2,KS50)
+sofs=2
+while [ $# -gt 0 ]; do
+  case "$1" in
+    --all) selection=() ;;
+    --sofs) sofs="$2"; shift ;;
+    -h|--help) sed -n '2,8p' "$0"; exit 0 ;;
+    *) build="$1" ;;
+  esac
+  shift
+done
+site="$build/site"
+release="$site/share/data/release"
+rm -rf "$release" "$site/icd_emulator"
+"$build/bin/pgm_release_maker" --out "$release" --emulator-root "$site/icd_emulator" --sofs "$sofs" \
+  "${selection[@]}"
+echo "sample release: $release"
