@@ -25,6 +25,12 @@ std::string build_dir()
     return path.substr(0, path.rfind('/', path.rfind('/') - 1));
 }
 
+std::string source_dir()
+{
+    const char* dir = std::getenv("PGMDQ_SOURCE_DIR");
+    return dir ? dir : build_dir() + "/..";
+}
+
 struct RUN_RESULT {
     int status;
     std::string output;  // stdout and stderr
@@ -227,6 +233,26 @@ TEST_F(SITE, SettingsDescribeOneConsistentSite)
         const std::string path = gen_get_setting(std::string("icd_emulator/") + die);
         EXPECT_EQ(path, build_dir() + "/site/icd_emulator/" + die + "/" + die);
     }
+}
+
+// The script that prepares the sample release puts it where the settings look for it: the
+// regression directory with the ready families' dies and converters, and the dies' emulators.
+TEST_F(SITE, PreparedReleaseLiesWhereTheSettingsPointTo)
+{
+    const std::string build = m_temp + "/build";
+    ASSERT_EQ(run("mkdir -p " + build + " && ln -s " + build_dir() + "/bin " + build + "/bin").status, 0);
+    const RUN_RESULT prepared = run(source_dir() + "/site/prepare_release.sh " + build);
+    ASSERT_EQ(prepared.status, 0) << prepared.output;
+    // The settings name the real build tree; the same layout below the temporary one.
+    const auto moved = [&](const std::string& path) { return build + path.substr(build_dir().size()); };
+    const std::string release = moved(setting("rk_linux_test_dir"));
+    for (const char* die : {"C5D1", "D5D1", "D5D2", "KS50"}) {
+        const std::string emulator = moved(gen_get_setting(std::string("icd_emulator/") + die));
+        EXPECT_EQ(access(emulator.c_str(), X_OK), 0) << emulator;
+    }
+    for (const char* file : {"calder5/C5D1/c5d1_design01.sof", "dunlin5/D5D2/d5d2_design02.sof",
+                             "kestrel/KS50/ks50_design01.sof", "sof2img/calder5_sof2img.exe"})
+        EXPECT_EQ(access((release + file).c_str(), R_OK), 0) << release + file;
 }
 
 TEST_F(SITE, WineRunsTheLoopbackConvertersAsTheyAre)
