@@ -39,7 +39,7 @@ struct RUN_RESULT {
 RUN_RESULT run(const std::string& command)
 {
     RUN_RESULT result{-1, ""};
-    FILE* pipe = popen((command + " 2>&1 </dev/null").c_str(), "r");
+    FILE* pipe = popen(("(" + command + ") 2>&1 </dev/null").c_str(), "r");
     char buffer[4096];
     for (std::size_t n; (n = std::fread(buffer, 1, sizeof buffer, pipe)) > 0;)
         result.output.append(buffer, n);
@@ -217,6 +217,20 @@ TEST_F(SITE, UnknownHostAndWrongUserAreRefused)
     EXPECT_NE(wrong_user.output.find("other@" + setting("data_build_host") + ": Permission denied (password)."),
               std::string::npos)
         << wrong_user.output;
+}
+
+// The host passes the settings it runs with; their account is the one the hosts accept.
+TEST_F(SITE, AccountComesFromTheSettingsTheHostNames)
+{
+    const std::string settings = m_temp + "/other.ini";
+    ASSERT_EQ(run("sed 's/^account_password=.*/account_password=other-secret/' " + build_dir() +
+                  "/site/site.ini > " + settings)
+                  .status,
+              0);
+    const std::string ssh = "PGMDQ_SITE_SETTINGS=" + settings + " " + build_dir() + "/site/bin/ssh " + m_user + "@" +
+                            setting("data_build_host");
+    EXPECT_EQ(run("printf 'other-secret\\nexit 7\\n' | " + ssh).status, 7);
+    EXPECT_EQ(run("printf '" + m_password + "\\nexit 7\\n' | " + ssh).status, 255);
 }
 
 // The settings as the checker reads them: the Windows roots come out of the escaped INI values
