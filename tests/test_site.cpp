@@ -134,6 +134,35 @@ TEST_F(SITE, DataBuildHostRunsACommandInItsShell)
     EXPECT_EQ(result.output, "Answering with password\nseen\n");
 }
 
+// The release's own tools through the site: the family's converter run on the workstation with
+// "S:" paths, then the die's emulator on the data-build host, as the checker's scripts run them.
+TEST_F(SITE, ImageAndDataStepsRunTheReleaseTools)
+{
+    const RUN_RESULT made = run(build_dir() + "/bin/pgm_release_maker --out " + m_share_dir + "release --dies C5D1" +
+                                " --sofs 1 --emulator-root " + m_share_dir + "emulator");
+    ASSERT_EQ(made.status, 0) << made.output;
+    const std::string release = "S:/data/" + m_share_dir_name + "/release/";
+    std::ofstream(m_share_dir + "img.pl") << "system (\"" << release << "sof2img/calder5_sof2img.exe " << release
+                                          << "calder5/C5D1/c5d1_design01.sof " << release
+                                          << "calder5/C5D1/c5d1_design01.img -s2i C5D1\");\n"
+                                          << "print \"POF CHECKER - IMG CONVERSION DONE\\n\"\n";
+    const RUN_RESULT image = run_script(
+        preamble(m_user, setting("image_build_host"), m_password) + "p.sendline('mount " +
+        setting("rk_test_dir_mount") + " S:')\n" + "p.sendline('perl S:/data/" + m_share_dir_name + "/img.pl')\n" +
+        "i=p.expect('POF CHECKER - IMG CONVERSION DONE\\n')\n" + closing());
+    ASSERT_EQ(image.status, 0) << image.output;
+
+    const std::string base = m_share_dir + "release/calder5/C5D1/c5d1_design01";
+    const std::string emulator = m_share_dir + "emulator/C5D1/C5D1";
+    const RUN_RESULT data = run_script(preamble(m_user, setting("data_build_host"), m_password) + "p.sendline('" +
+                                       emulator + " -o " + base + " -m3 -img " + base + ".img')\n" +
+                                       "i=p.expect('End of running " + emulator + "')\n" + closing());
+    ASSERT_EQ(data.status, 0) << data.output;
+    std::ifstream dat(base + ".dat");
+    std::string first_line;
+    EXPECT_TRUE(std::getline(dat, first_line) && !first_line.empty());
+}
+
 // Script lines of the session, not the log-in preamble: exact prompts, refusal, end of session.
 struct SESSION_CASE {
     const char* name;
