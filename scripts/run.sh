@@ -7,6 +7,7 @@ set -euo pipefail
 root="$(cd "$(dirname "$0")/.." && pwd)"
 "$root/scripts/bootstrap.sh"
 "$root/scripts/build.sh"
+"$root/site/prepare_release.sh" --if-missing "$root/build" >/dev/null
 host="$root/build/bin/pgm_host"
 if [ -n "${DISPLAY:-}" ]; then
   exec "$host" "$@"

@@ -7,6 +7,7 @@
 #include <QMessageBox>
 #include <QPointer>
 
+#include <cstdlib>
 #include <dlfcn.h>
 #include <sstream>
 
@@ -49,6 +50,8 @@ void HOST_APPLICATION::show_internal_error(const MSG_INTERNAL_ERROR_EXCEPTION& e
 void host_load_settings(const std::string& ini_path)
 {
     gen_load_settings(ini_path);
+    // The commands the host runs (the site's stand-ins among them) read the same settings.
+    setenv("PGMDQ_SITE_SETTINGS", ini_path.c_str(), 1);
     msg_set_debug_level(std::atoi(gen_get_setting("suite/debug_level", "0").c_str()));
     std::istringstream quiet(gen_get_setting("suite/suppressed_messages"));
     for (int id; quiet >> id;)

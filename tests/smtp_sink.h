@@ -1,0 +1,101 @@
+// A local SMTP server for tests: the loopback site's sink (build/site/bin/smtp_sink) on a free
+// port of 127.0.0.1, started by the constructor and stopped by the destructor. Point the suite's
+// mail at it with gen_set_setting("mail/smtp_server", sink.server()).
+#pragma once
+
+#include <QDir>
+#include <QFile>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+
+#include <csignal>
+#include <fstream>
+#include <string>
+#include <sys/wait.h>
+#include <unistd.h>
+#include <vector>
+
+struct SMTP_SINK_MAIL {
+    std::string mail_from;
+    std::vector<std::string> rcpt_to;
+    std::string data;  // headers and body as sent, CR LF line ends
+    // The value of a header line; empty when the mail has none.
+    std::string header(const std::string& name) const
+    {
+        const std::string start = name + ": ";
+        for (std::size_t line = 0; line < headers_end();) {
+            const std::size_t end = data.find("\r\n", line);
+            if (end == std::string::npos)
+                break;
+            if (data.compare(line, start.size(), start) == 0)
+                return data.substr(line + start.size(), end - line - start.size());
+            line = end + 2;
+        }
+        return std::string();
+    }
+    std::string body() const { return data.substr(headers_end() + 4); }
+    // Where the blank line after the headers begins.
+    std::size_t headers_end() const { return data.find("\r\n\r\n"); }
+};
+
+class SMTP_SINK {
+public:
+    // `site_bin` is the loopback site's bin folder (build/site/bin).
+    explicit SMTP_SINK(const std::string& site_bin)
+    {
+        char pattern[] = "/tmp/smtp_sink_XXXXXX";
+        m_dir = mkdtemp(pattern) ? pattern : "";
+        const std::string program = site_bin + "/smtp_sink";
+        const std::string out = m_dir + "/mail";
+        const std::string port_file = m_dir + "/port";
+        m_pid = fork();
+        if (m_pid == 0) {
+            // A sink left behind by a crashed test ends by itself.
+            execl(program.c_str(), program.c_str(), "--out", out.c_str(), "--port-file", port_file.c_str(),
+                  "--lifetime", "120", static_cast<char*>(nullptr));
+            _exit(127);
+        }
+        for (int waited = 0; waited < 200 && m_port == 0 && m_pid > 0; ++waited) {
+            usleep(25000);
+            std::ifstream(port_file) >> m_port;
+        }
+    }
+    ~SMTP_SINK()
+    {
+        if (m_pid > 0) {
+            kill(m_pid, SIGTERM);
+            waitpid(m_pid, nullptr, 0);
+        }
+        QDir(QString::fromStdString(m_dir)).removeRecursively();
+    }
+    SMTP_SINK(const SMTP_SINK&) = delete;
+    SMTP_SINK& operator=(const SMTP_SINK&) = delete;
+
+    int port() const { return m_port; }
+    std::string server() const { return "127.0.0.1:" + std::to_string(m_port); }
+
+    // Every mail received so far, in the order of arrival.
+    std::vector<SMTP_SINK_MAIL> mails() const
+    {
+        std::vector<SMTP_SINK_MAIL> mails;
+        const QDir dir(QString::fromStdString(m_dir + "/mail"));
+        for (int number = 1;; ++number) {
+            QFile file(dir.filePath(QString("mail-%1.json").arg(number)));
+            if (!file.open(QIODevice::ReadOnly))
+                return mails;
+            const QJsonObject mail = QJsonDocument::fromJson(file.readAll()).object();
+            SMTP_SINK_MAIL entry;
+            entry.mail_from = mail["mail_from"].toString().toStdString();
+            for (const QJsonValue& to : mail["rcpt_to"].toArray())
+                entry.rcpt_to.push_back(to.toString().toStdString());
+            entry.data = mail["data"].toString().toStdString();
+            mails.push_back(entry);
+        }
+    }
+
+private:
+    std::string m_dir;
+    pid_t m_pid = -1;
+    int m_port = 0;
+};
