@@ -1,0 +1,501 @@
+// The programmer library: CRC-16 against catalogue values and a bit-serial reference, the device
+// database and section trees, design files written and read back, and the files it must refuse.
+#include "msg.h"
+#include "pgm.h"
+
+#include <gtest/gtest.h>
+#include <zlib.h>
+
+#include <cstdio>
+#include <cstring>
+#include <fstream>
+#include <functional>
+#include <iterator>
+#include <random>
+#include <unistd.h>
+
+namespace {
+
+std::string temp_dir()
+{
+    char pattern[] = "/tmp/test_pgm_library.XXXXXX";
+    return std::string(mkdtemp(pattern)) + "/";
+}
+
+std::vector<unsigned char> read_file(const std::string& path)
+{
+    std::ifstream in(path, std::ios::binary);
+    return std::vector<unsigned char>(std::istreambuf_iterator<char>(in), {});
+}
+
+void write_file(const std::string& path, const std::vector<unsigned char>& bytes)
+{
+    std::ofstream(path, std::ios::binary).write(reinterpret_cast<const char*>(bytes.data()), bytes.size());
+}
+
+// The textbook register, one bit at a time.
+std::uint16_t reference_crc16(const unsigned char* data, std::size_t start, std::size_t bits, std::uint16_t crc,
+                              std::uint16_t poly)
+{
+    for (std::size_t b = start; b < start + bits; ++b) {
+        const unsigned bit = (data[b / 8] >> (b % 8)) & 1;
+        crc = ((crc ^ bit) & 1) ? (crc >> 1) ^ poly : crc >> 1;
+    }
+    return crc;
+}
+
+const unsigned char CHECK_TEXT[] = "123456789";
+
+} // namespace
+
+// Catalogue check values for "123456789": CRC-16/ARC (the frame CRC), CRC-16/KERMIT (another
+// reflected polynomial) and CRC-16/MODBUS (a non-zero initial value).
+struct CATALOGUE_CASE {
+    const char* name;
+    std::uint16_t init;
+    std::uint16_t poly;
+    std::uint16_t check;
+};
+
+class Crc16Catalogue : public testing::TestWithParam<CATALOGUE_CASE> {};
+
+TEST_P(Crc16Catalogue, CheckValue)
+{
+    const CATALOGUE_CASE& c = GetParam();
+    EXPECT_EQ(PGM_COMMON::calculate_crc16(CHECK_TEXT, 0, 72, c.init, c.poly), c.check) << c.name;
+}
+
+INSTANTIATE_TEST_SUITE_P(Catalogue, Crc16Catalogue,
+                         testing::Values(CATALOGUE_CASE{"ARC", 0x0000, 0xA001, 0xBB3D},
+                                         CATALOGUE_CASE{"KERMIT", 0x0000, 0x8408, 0x2189},
+                                         CATALOGUE_CASE{"MODBUS", 0xFFFF, 0xA001, 0x4B37}));
+
+TEST(Crc16, MatchesBitSerialRegisterOnAnyRange)
+{
+    std::mt19937 random(7);
+    std::vector<unsigned char> data(600);
+    for (unsigned char& byte : data)
+        byte = static_cast<unsigned char>(random());
+    const std::size_t starts[] = {0, 1, 7, 8, 13, 64, 301};
+    const std::size_t lengths[] = {0, 1, 5, 8, 9, 63, 64, 65, 1000, 3000};
+    for (std::size_t start : starts)
+        for (std::size_t bits : lengths)
+            for (std::uint16_t init : {std::uint16_t(0), std::uint16_t(0x1D0F)})
+                EXPECT_EQ(PGM_COMMON::calculate_crc16(data.data(), start, bits, init, 0xA001),
+                          reference_crc16(data.data(), start, bits, init, 0xA001))
+                    << "start " << start << " bits " << bits << " init " << init;
+}
+
+TEST(Crc16, LinearWithZeroInitialValue)
+{
+    std::mt19937 random(11);
+    std::vector<unsigned char> a(100), b(100), both(100);
+    for (std::size_t i = 0; i < a.size(); ++i) {
+        a[i] = static_cast<unsigned char>(random());
+        b[i] = static_cast<unsigned char>(random());
+        both[i] = a[i] ^ b[i];
+    }
+    EXPECT_EQ(PGM_COMMON::calculate_crc16(both.data(), 0, 784, 0, 0xA001),
+              PGM_COMMON::calculate_crc16(a.data(), 0, 784, 0, 0xA001) ^
+                  PGM_COMMON::calculate_crc16(b.data(), 0, 784, 0, 0xA001));
+}
+
+// The die table the POF checker walks, family by family, in this order.
+TEST(DeviceDatabase, CoversEveryDieOfTheFamilies)
+{
+    const std::vector<std::pair<std::string, std::string>> expected = {
+        {"boreal5", "B5D1"}, {"boreal5", "B5D2"}, {"boreal5", "B5D3"}, {"boreal5", "B5D4"}, {"boreal5", "B5D5"},
+        {"boreal5", "B5D6"}, {"calder5", "C5D1"}, {"calder5", "C5D2"}, {"calder5", "C5D3"}, {"calder5", "C5D4"},
+        {"dunlin5", "D5D1"}, {"dunlin5", "D5D2"}, {"dunlin5", "D5D3"}, {"dunlin5", "D5D4"}, {"dunlin5", "D5D5"},
+        {"kestrel", "KS50"}, {"kestrel", "KS120"}, {"kestrel", "KS470"}};
+    const std::vector<PGM_DIE_INFO>& dies = PGM_DEVICE_DATABASE::get_dies();
+    ASSERT_EQ(dies.size(), expected.size());
+    for (std::size_t i = 0; i < dies.size(); ++i) {
+        EXPECT_EQ(dies[i].family, expected[i].first);
+        EXPECT_EQ(dies[i].die, expected[i].second);
+    }
+    EXPECT_EQ(PGM_DEVICE_DATABASE::find_die("ks120"), &dies[16]);
+    EXPECT_EQ(PGM_DEVICE_DATABASE::find_die("KS12"), nullptr);
+}
+
+TEST(DeviceDatabase, StreamsRangeFromAFewKibToOverThirtyTwoMib)
+{
+    std::size_t smallest = SIZE_MAX, largest = 0;
+    for (const PGM_DIE_INFO& die : PGM_DEVICE_DATABASE::get_dies()) {
+        const PGM_DEVICE device(die);
+        smallest = std::min(smallest, device.get_stream_byte_size());
+        largest = std::max(largest, device.get_stream_byte_size());
+    }
+    EXPECT_LE(smallest, 4u * 1024);
+    EXPECT_GE(largest, 32u * 1024 * 1024);
+}
+
+class SectionTree : public testing::TestWithParam<PGM_DIE_INFO> {};
+
+// Blocks tile the stream from byte 0, sections tile their block, compared sections never start at
+// byte 0, frames tile their section, and every element shares the 32-bit control-block width.
+TEST_P(SectionTree, TilesTheStreamWithTheDocumentedTypes)
+{
+    const PGM_DEVICE device(GetParam());
+    const PGM_PCF_CONTAINER* pcf = device.get_pcf_info();
+    ASSERT_NE(pcf, nullptr);
+    const PGM_PCF_TREE_LIST* tree = pcf->get_pcf_file_info();
+    ASSERT_NE(tree, nullptr);
+    ASSERT_FALSE(tree->empty());
+    const PGM_F2P_CONSTANTS* constants = tree->front().get_f2p_constants();
+    ASSERT_NE(constants, nullptr);
+    EXPECT_EQ(constants->m_cb_data_width, 32u);
+
+    std::size_t position = 0;
+    std::vector<unsigned> types;
+    for (const PGM_PCF_TREE_ELEMENT& block : *tree) {
+        EXPECT_EQ(block.get_type(), unsigned(PGM_SECTION_BLOCK));
+        EXPECT_EQ(block.get_start_byte(), position);
+        EXPECT_EQ(block.get_f2p_constants(), constants);
+        for (const PGM_PCF_TREE_ELEMENT& section : block.get_children()) {
+            EXPECT_EQ(section.get_start_byte(), position);
+            EXPECT_EQ(section.get_f2p_constants(), constants);
+            types.push_back(section.get_type());
+            if (section.get_type() != PGM_SECTION_OPTIONS) {
+                EXPECT_GT(section.get_start_byte(), 0u);
+            }
+            if (section.get_type() == PGM_SECTION_EDCRC_FRAMES || section.get_type() == PGM_SECTION_CORE_FRAMES) {
+                const unsigned frame_bits = section.get_frame_bits();
+                EXPECT_EQ(frame_bits % constants->m_cb_data_width, 0u);
+                EXPECT_GT(frame_bits, PGM_FRAME_EDCRC_FROM_END + constants->m_cb_data_width);
+                ASSERT_GT(section.get_frame_count(), 0u);
+                EXPECT_EQ(section.get_frame_count() * frame_bits, section.get_byte_size() * 8);
+                EXPECT_EQ(section.get_frame_start_bit(section.get_frame_count() - 1),
+                          section.get_end_byte() * 8 - frame_bits);
+            } else {
+                EXPECT_EQ(section.get_frame_bits(), 0u);
+            }
+            position = section.get_end_byte();
+        }
+        EXPECT_EQ(block.get_end_byte(), position);
+    }
+    EXPECT_EQ(pcf->get_stream_byte_size(), position);
+    EXPECT_EQ(position % 2, 0u) << "the control block emits 16-bit words";
+
+    // Option block, periphery with error-detection CRCs, at least two core sections, RAM if any.
+    ASSERT_GE(types.size(), 4u);
+    EXPECT_EQ(types[0], unsigned(PGM_SECTION_OPTIONS));
+    EXPECT_EQ(types[1], unsigned(PGM_SECTION_EDCRC_FRAMES));
+    EXPECT_EQ(types[2], unsigned(PGM_SECTION_CORE_FRAMES));
+    EXPECT_EQ(types[3], unsigned(PGM_SECTION_CORE_FRAMES));
+    EXPECT_EQ(types.back() == PGM_SECTION_PLAIN_DATA, GetParam().eram_bytes > 0);
+}
+
+INSTANTIATE_TEST_SUITE_P(EveryDie, SectionTree, testing::ValuesIn(PGM_DEVICE_DATABASE::get_dies()),
+                         [](const testing::TestParamInfo<PGM_DIE_INFO>& info) { return std::string(info.param.die); });
+
+TEST(SectionTree, FrameOfAPeripheryAndACoreSection)
+{
+    const PGM_DEVICE device(*PGM_DEVICE_DATABASE::find_die("D5D1"));
+    const PGM_PCF_TREE_LIST& tree = *device.get_pcf_info()->get_pcf_file_info();
+    const PGM_PCF_TREE_ELEMENT& periphery = tree[1].get_children()[0];
+    const PGM_PCF_TREE_ELEMENT& core1 = tree[2].get_children()[1];
+    EXPECT_EQ(periphery.get_type(), unsigned(PGM_SECTION_EDCRC_FRAMES));
+    EXPECT_EQ(periphery.get_start_byte(), 64u);
+    EXPECT_EQ(periphery.get_frame_bits(), 384u);
+    EXPECT_EQ(periphery.get_frame_count(), 64u);
+    EXPECT_EQ(periphery.get_frame_start_bit(1), 64u * 8 + 384);
+    EXPECT_EQ(core1.get_type(), unsigned(PGM_SECTION_CORE_FRAMES));
+    EXPECT_EQ(core1.get_name(), "core 1");
+    EXPECT_EQ(core1.get_start_byte(), 64u + (64 + 24) * 48);
+    EXPECT_THROW(periphery.get_frame_start_bit(64), MSG_INTERNAL_ERROR_EXCEPTION);
+}
+
+namespace {
+
+const PGM_PCF_TREE_ELEMENT& first_section_of_type(const PGM_DEVICE& device, unsigned type)
+{
+    for (const PGM_PCF_TREE_ELEMENT& block : *device.get_pcf_info()->get_pcf_file_info())
+        for (const PGM_PCF_TREE_ELEMENT& section : block.get_children())
+            if (section.get_type() == type)
+                return section;
+    throw std::logic_error("no such section");
+}
+
+std::vector<unsigned char> concatenate(const std::vector<PGMIO_BIT_VECTOR>& vectors)
+{
+    std::vector<unsigned char> stream;
+    for (const PGMIO_BIT_VECTOR& vector : vectors)
+        stream.insert(stream.end(), vector.get_base_address(), vector.get_base_address() + vector.get_byte_size());
+    return stream;
+}
+
+unsigned get_le(const unsigned char* p, int bytes)
+{
+    unsigned value = 0;
+    for (int i = bytes - 1; i >= 0; --i)
+        value = (value << 8) | p[i];
+    return value;
+}
+
+} // namespace
+
+// A compiled design leaves the control block's fields empty and seals each frame with its CRC-16.
+TEST(Design, FramesCarryAddressCrc16AndEmptyControlBlockFields)
+{
+    const PGM_DEVICE device(*PGM_DEVICE_DATABASE::find_die("C5D1"));
+    const PGM_SOF_DESIGN design = pgm_compile_design(device, 5);
+    EXPECT_EQ(pgm_check_design(device, design.vectors), "");
+    const std::vector<unsigned char> stream = concatenate(design.vectors);
+    ASSERT_EQ(stream.size(), device.get_stream_byte_size());
+    EXPECT_EQ(get_le(stream.data(), 4), PGM_OPTION_SYNC_WORD);
+    EXPECT_EQ(get_le(stream.data() + 4, 4), device.get_idcode());
+    EXPECT_EQ(get_le(stream.data() + 8, 4), stream.size());
+
+    const PGM_PCF_TREE_ELEMENT& periphery = first_section_of_type(device, PGM_SECTION_EDCRC_FRAMES);
+    const PGM_PCF_TREE_ELEMENT& core = first_section_of_type(device, PGM_SECTION_CORE_FRAMES);
+    unsigned used_frames = 0;
+    for (const PGM_PCF_TREE_ELEMENT* section : {&periphery, &core})
+        for (std::size_t f = 0; f < section->get_frame_count(); ++f) {
+            const unsigned L = section->get_frame_bits();
+            const unsigned char* frame = stream.data() + section->get_frame_start_bit(f) / 8;
+            EXPECT_EQ(get_le(frame + (L - 16) / 8, 2), reference_crc16(frame, 0, L - 16, 0, 0xA001));
+            if (section == &periphery) {
+                EXPECT_EQ(get_le(frame, 4), f);
+                EXPECT_EQ(get_le(frame + (L - 64) / 8, 4), 0u);
+            } else {
+                EXPECT_EQ(get_le(frame + (L - 32) / 8, 2), 0u);
+            }
+            used_frames += get_le(frame + 4, 4) != 0;
+        }
+    EXPECT_GT(used_frames, 0u);
+    EXPECT_NE(concatenate(pgm_compile_design(device, 6).vectors), stream);
+    EXPECT_EQ(concatenate(pgm_compile_design(device, 5).vectors), stream);
+}
+
+class SofFileTest : public testing::Test {
+protected:
+    void SetUp() override
+    {
+        m_dir = temp_dir();
+        m_path = m_dir + "design.sof";
+        m_design = pgm_compile_design(PGM_DEVICE(*PGM_DEVICE_DATABASE::find_die("B5D1")), 3);
+        ASSERT_TRUE(pgm_sof_write(m_path, m_design));
+    }
+    void TearDown() override { std::system(("rm -rf " + m_dir).c_str()); }
+
+    // Rewrites the file's vector checksum so that only the deeper checks can catch a change.
+    void reseal(std::vector<unsigned char>& bytes)
+    {
+        const std::size_t data = 64 + 16 * get_le(bytes.data() + 44, 4);
+        const uLong crc = crc32(0L, bytes.data() + data, static_cast<uInt>(bytes.size() - data));
+        for (int i = 0; i < 4; ++i)
+            bytes[48 + i] = static_cast<unsigned char>(crc >> (8 * i));
+    }
+
+    std::string m_dir;
+    std::string m_path;
+    PGM_SOF_DESIGN m_design;
+};
+
+TEST_F(SofFileTest, RoundTripThroughTheChainElement)
+{
+    PGM_SOF_DESIGN read;
+    std::string error;
+    ASSERT_TRUE(pgm_sof_read(m_path, read, error)) << error;
+    EXPECT_EQ(read.family, "boreal5");
+    EXPECT_EQ(read.die, "B5D1");
+    EXPECT_TRUE(read.vectors == m_design.vectors);
+
+    PGM_CHAIN_ELEMENT element(nullptr);
+    EXPECT_EQ(element.get_device(), nullptr);
+    element.set_design_file(m_path);
+    ASSERT_TRUE(element.create_chain_element(1, 0, nullptr, 0, 0, 0)) << element.get_error();
+    EXPECT_EQ(element.get_parent(), nullptr);
+    ASSERT_NE(element.get_device(), nullptr);
+    EXPECT_EQ(element.get_device()->get_name(), "B5D1");
+    EXPECT_TRUE(element.get_bit_vector_list() == m_design.vectors);
+    const std::vector<unsigned char> stream = concatenate(element.get_bit_vector_list());
+    EXPECT_EQ(stream.size(), element.get_device()->get_stream_byte_size());
+
+    const PGM_ERAM_INFO* eram = element.get_eram_info();
+    ASSERT_NE(eram, nullptr);
+    EXPECT_EQ(eram->m_byte_size, 1024u);
+    EXPECT_EQ(eram->m_start_byte + eram->m_byte_size, stream.size());
+    EXPECT_EQ(std::memcmp(eram->m_data, stream.data() + eram->m_start_byte, eram->m_byte_size), 0);
+}
+
+TEST_F(SofFileTest, FileLayoutIsTheDocumentedOne)
+{
+    const std::vector<unsigned char> bytes = read_file(m_path);
+    EXPECT_EQ(std::string(reinterpret_cast<const char*>(bytes.data()), 7), "SOFDSGN");
+    EXPECT_EQ(bytes[7], 0x1A);
+    EXPECT_EQ(get_le(bytes.data() + 8, 2), 1u);
+    EXPECT_EQ(get_le(bytes.data() + 10, 2), 64u);
+    EXPECT_STREQ(reinterpret_cast<const char*>(bytes.data() + 12), "boreal5");
+    EXPECT_STREQ(reinterpret_cast<const char*>(bytes.data() + 28), "B5D1");
+    const unsigned count = get_le(bytes.data() + 44, 4);
+    ASSERT_EQ(count, m_design.vectors.size());
+    std::size_t offset = 64 + 16 * count;
+    for (unsigned i = 0; i < count; ++i) {
+        EXPECT_EQ(get_le(bytes.data() + 64 + 16 * i, 4), m_design.vectors[i].get_bit_size());
+        EXPECT_EQ(get_le(bytes.data() + 64 + 16 * i + 8, 4), offset);
+        offset += m_design.vectors[i].get_byte_size();
+    }
+    EXPECT_EQ(bytes.size(), offset);
+}
+
+TEST_F(SofFileTest, IdentityOnlyHoldsNoDeviceData)
+{
+    PGM_CHAIN_ELEMENT element(nullptr);
+    element.set_design_file(m_path);
+    ASSERT_TRUE(element.create_chain_element(PGM_CONTENT_IDENTITY, 2, "b5d1", 0x02B150DD, 0, 0));
+    EXPECT_EQ(element.get_chain_position(), 2u);
+    ASSERT_NE(element.get_device(), nullptr);
+    EXPECT_TRUE(element.get_bit_vector_list().empty());
+    EXPECT_EQ(element.get_eram_info(), nullptr);
+    EXPECT_THROW(element.create_chain_element(2, 0, nullptr, 0, 0, 0), MSG_INTERNAL_ERROR_EXCEPTION);
+}
+
+TEST_F(SofFileTest, ExpectationsOfTheChainAreChecked)
+{
+    const std::uint32_t options = pgm_get_option_bits(m_design.vectors);
+    struct CASE {
+        const char* die;
+        unsigned idcode, mask, value;
+        const char* error;  // empty: accepted
+    } cases[] = {
+        {"B5D1", 0x02B150DD, 0xFFFFFFFF, options, ""},
+        {"B5D2", 0, 0, 0, "the design is for B5D1, not B5D2"},
+        {nullptr, 0x02B250DD, 0, 0, "IDCODE 0x02B150DD does not match 0x02B250DD"},
+        {"", 0, 0xFFFFFFFF, options ^ 1, "the design's option bits do not match"},
+    };
+    for (const CASE& c : cases) {
+        PGM_CHAIN_ELEMENT element(nullptr);
+        element.set_design_file(m_path);
+        const bool accepted = element.create_chain_element(1, 0, c.die, c.idcode, c.mask, c.value);
+        EXPECT_EQ(accepted, *c.error == '\0') << c.error;
+        if (!accepted) {
+            EXPECT_EQ(element.get_error(), m_path + ": " + c.error);
+            EXPECT_EQ(element.get_device(), nullptr);
+            EXPECT_TRUE(element.get_bit_vector_list().empty());
+        }
+    }
+}
+
+// Every damaged or foreign file is refused with its reason, and the element holds nothing of it.
+struct BAD_FILE_CASE {
+    const char* name;
+    std::function<void(std::vector<unsigned char>&)> damage;
+    bool reseal;
+    const char* error;
+};
+
+class SofBadFile : public SofFileTest, public testing::WithParamInterface<BAD_FILE_CASE> {};
+
+TEST_P(SofBadFile, IsRefusedWithItsReason)
+{
+    std::vector<unsigned char> bytes = read_file(m_path);
+    GetParam().damage(bytes);
+    if (GetParam().reseal)
+        reseal(bytes);
+    write_file(m_path, bytes);
+
+    PGM_CHAIN_ELEMENT element(nullptr);
+    element.set_design_file(m_path);
+    EXPECT_FALSE(element.create_chain_element(1, 0, nullptr, 0, 0, 0));
+    EXPECT_EQ(element.get_error(), m_path + ": " + GetParam().error);
+    EXPECT_EQ(element.get_device(), nullptr);
+    EXPECT_TRUE(element.get_bit_vector_list().empty());
+}
+
+namespace {
+
+std::vector<unsigned char> gzip(const std::vector<unsigned char>& bytes)
+{
+    z_stream stream{};
+    deflateInit2(&stream, 6, Z_DEFLATED, 15 + 16, 8, Z_DEFAULT_STRATEGY);
+    std::vector<unsigned char> out(deflateBound(&stream, bytes.size()));
+    stream.next_in = const_cast<unsigned char*>(bytes.data());
+    stream.avail_in = static_cast<uInt>(bytes.size());
+    stream.next_out = out.data();
+    stream.avail_out = static_cast<uInt>(out.size());
+    deflate(&stream, Z_FINISH);
+    out.resize(stream.total_out);
+    deflateEnd(&stream);
+    return out;
+}
+
+void set_name(std::vector<unsigned char>& bytes, std::size_t offset, const char* name)
+{
+    std::memset(bytes.data() + offset, 0, 16);
+    std::memcpy(bytes.data() + offset, name, std::strlen(name));
+}
+
+// Byte offsets in the B5D1 file: 64-byte header, 4 table entries, then the stream.
+constexpr std::size_t STREAM = 64 + 4 * 16;
+constexpr std::size_t FIRST_FRAME = STREAM + 64;
+
+} // namespace
+
+INSTANTIATE_TEST_SUITE_P(
+    Damage, SofBadFile,
+    testing::Values(
+        BAD_FILE_CASE{"Empty", [](auto& b) { b.clear(); }, false, "not a design file"},
+        BAD_FILE_CASE{"Gzip", [](auto& b) { b = gzip(b); }, false, "the file is gzip-compressed"},
+        BAD_FILE_CASE{"Magic", [](auto& b) { b[0] = 'X'; }, false, "not a design file"},
+        BAD_FILE_CASE{"Version", [](auto& b) { b[8] = 2; }, false, "unsupported design file version 2"},
+        BAD_FILE_CASE{"Reserved", [](auto& b) { b[60] = 1; }, false, "damaged design file header"},
+        BAD_FILE_CASE{"NoVectors", [](auto& b) { b[44] = 0; }, false, "bad number of bit vectors"},
+        BAD_FILE_CASE{"Truncated", [](auto& b) { b.pop_back(); }, false, "the file is truncated"},
+        BAD_FILE_CASE{"TrailingByte", [](auto& b) { b.push_back(0); }, false,
+                      "unexpected bytes after the last bit vector"},
+        BAD_FILE_CASE{"TableOffset", [](auto& b) { b[64 + 16 + 8] += 1; }, false, "damaged bit vector table"},
+        BAD_FILE_CASE{"HugeVector", [](auto& b) { b[64 + 7] = 0x7F; }, false, "the file is truncated"},
+        BAD_FILE_CASE{"Checksum", [](auto& b) { b[FIRST_FRAME + 5] ^= 0x10; }, false, "checksum mismatch"},
+        BAD_FILE_CASE{"UnknownDie", [](auto& b) { set_name(b, 28, "B5D9"); }, false, "unknown die B5D9"},
+        BAD_FILE_CASE{"WrongFamily", [](auto& b) { set_name(b, 12, "calder5"); }, false,
+                      "die B5D1 is not of family calder5"},
+        BAD_FILE_CASE{"VectorSplit",
+                      [](auto& b) {
+                          // Option block two bytes short (512 to 496 bits), periphery two longer.
+                          b[64] = 0xF0;
+                          b[65] = 0x01;
+                          b[64 + 16 + 8] -= 2;
+                          b[64 + 16] += 16;
+                      },
+                      true, "bit vector 0 does not fit block options"},
+        BAD_FILE_CASE{"SyncWord", [](auto& b) { b[STREAM] ^= 1; }, true, "the option block has no sync word"},
+        BAD_FILE_CASE{"FrameBit", [](auto& b) { b[FIRST_FRAME + 32 + 5] ^= 0x04; }, true,
+                      "frame 1 of section periphery: CRC-16 mismatch"},
+        BAD_FILE_CASE{"EdcrcFilled",
+                      [](auto& b) {
+                          // The CRC-32 field of frame 0 (bytes 24..27 of a 32-byte frame) and a
+                          // CRC-16 that covers it, so only the empty-field rule catches it.
+                          unsigned char* frame = b.data() + FIRST_FRAME;
+                          frame[24] = 0x5A;
+                          const std::uint16_t crc = PGM_COMMON::calculate_crc16(frame, 0, 240, 0, 0xA001);
+                          frame[30] = crc & 0xFF;
+                          frame[31] = crc >> 8;
+                      },
+                      true, "frame 0 of section periphery: the control block's field is not empty"}),
+    [](const testing::TestParamInfo<BAD_FILE_CASE>& info) { return std::string(info.param.name); });
+
+TEST(SofFile, MissingFileAndDirectoryAreRefused)
+{
+    const std::string dir = temp_dir();
+    for (const std::string& path : {dir + "missing.sof", dir}) {
+        PGM_CHAIN_ELEMENT element(nullptr);
+        element.set_design_file(path);
+        EXPECT_FALSE(element.create_chain_element(1, 0, nullptr, 0, 0, 0));
+        EXPECT_EQ(element.get_error(), path + ": cannot open the file");
+    }
+    rmdir(dir.c_str());
+}
+
+TEST(SofFile, DieWithoutEmbeddedRamHasNoEramInfo)
+{
+    const std::string dir = temp_dir();
+    const PGM_DEVICE device(*PGM_DEVICE_DATABASE::find_die("C5D2"));
+    ASSERT_TRUE(pgm_sof_write(dir + "c.sof", pgm_compile_design(device, 1)));
+    PGM_CHAIN_ELEMENT element(nullptr);
+    element.set_design_file(dir + "c.sof");
+    ASSERT_TRUE(element.create_chain_element(1, 0, nullptr, 0, 0, 0)) << element.get_error();
+    EXPECT_EQ(element.get_eram_info(), nullptr);
+    std::system(("rm -rf " + dir).c_str());
+}
