@@ -779,16 +779,18 @@ template <typename ON_WORD>
 bool scan_dat(const char* path, ON_WORD&& on_word)
 {
     FILE_HANDLE file(FIO_FILE_SYSTEM::fopen(path, "r"));
-    if (!file)
+    FIO_STATUS status;
+    if (!file || !FIO_FILE_SYSTEM::status(path, &status))
         return false;
-    // Room for a block after an unfinished line carried over from the block before, and for
-    // the fast path's look-ahead of five bytes.
-    std::vector<unsigned char> buffer(DAT_MAX_LINE + 1 + DAT_BLOCK_BYTES + 8);
+    // A small file is read in one block. Room for a block after an unfinished line carried over
+    // from the block before.
+    const size_t block_bytes = std::min<size_t>(DAT_BLOCK_BYTES, size_t(status.size) + 1);
+    const std::unique_ptr<unsigned char[]> buffer(new unsigned char[DAT_MAX_LINE + 1 + block_bytes]);
     size_t carried = 0;
     for (;;) {
-        const size_t got = std::fread(buffer.data() + carried, 1, DAT_BLOCK_BYTES, file.get());
-        const bool at_end = got < DAT_BLOCK_BYTES;
-        const unsigned char* p = buffer.data();
+        const size_t got = std::fread(buffer.get() + carried, 1, block_bytes, file.get());
+        const bool at_end = got < block_bytes;
+        const unsigned char* p = buffer.get();
         const unsigned char* const end = p + carried + got;
         unsigned word = 0;
         for (;;) {
@@ -820,7 +822,7 @@ bool scan_dat(const char* path, ON_WORD&& on_word)
                 on_word(word);
             return kind != DAT_LINE_INVALID;
         }
-        std::memmove(buffer.data(), p, rest);
+        std::memmove(buffer.get(), p, rest);
         carried = rest;
     }
 }
