@@ -10,6 +10,7 @@
 
 #include <QApplication>
 #include <QCheckBox>
+#include <QLineEdit>
 #include <QListWidget>
 
 #include <cstdlib>
@@ -70,6 +71,7 @@ struct PGMDQ_POF_CHECKER_TEST_ACCESS {
         checker.m_die_index = die_row;
     }
     QCheckBox* debug_check() { return checker.m_debug_check; }
+    QLineEdit* dir_edit() { return checker.m_dir_edit; }
     QCheckBox* site_check() { return checker.m_site_check; }
     QCheckBox* personal_test_check() { return checker.m_personal_test_check; }
     size_t crc_entries() const { return checker.m_crc_index.size(); }

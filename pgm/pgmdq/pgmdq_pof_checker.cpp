@@ -158,7 +158,8 @@ void PGMWQ_POF_CHECKER_THREAD::run_single_cmd()
         return time(nullptr) - begin;
     };
     const time_t too_fast = time_t(m_expected_seconds / RETRY_FRACTION);
-    if (m_expected_seconds == 0 || timed_run() >= too_fast)
+    const time_t first_run = timed_run();
+    if (m_expected_seconds == 0 || first_run >= too_fast)
         return;
     const time_t second_run = timed_run();
     MSG_PGMDQ::DEBUG_MSG("Thread %d trying once", int(m_thread_index));
