@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 #include <zlib.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 #include <fstream>
@@ -498,4 +499,33 @@ TEST(SofFile, DieWithoutEmbeddedRamHasNoEramInfo)
     ASSERT_TRUE(element.create_chain_element(1, 0, nullptr, 0, 0, 0)) << element.get_error();
     EXPECT_EQ(element.get_eram_info(), nullptr);
     std::system(("rm -rf " + dir).c_str());
+}
+
+TEST(BitVector, BitsAreLeastSignificantFirstAndCopiesAreDeep)
+{
+    PGMIO_BIT_VECTOR vector(13);
+    EXPECT_EQ(vector.get_byte_size(), 2u);
+    vector.set_bit(0, true);
+    vector.set_bit(9, true);
+    vector.set_bit(12, true);
+    EXPECT_EQ(vector.get_base_address()[0], 0x01);
+    EXPECT_EQ(vector.get_base_address()[1], 0x12);
+    vector.set_bit(12, false);
+    EXPECT_FALSE(vector.get_bit(12));
+    EXPECT_TRUE(vector.get_bit(9));
+    EXPECT_THROW(vector.get_bit(13), MSG_INTERNAL_ERROR_EXCEPTION);
+
+    PGMIO_BIT_VECTOR copy(vector);
+    EXPECT_TRUE(copy == vector);
+    copy.set_bit(1, true);
+    EXPECT_FALSE(copy == vector);
+    EXPECT_FALSE(vector.get_bit(1));
+    vector = copy;
+    EXPECT_TRUE(vector == copy);
+    EXPECT_NE(vector.get_base_address(), copy.get_base_address());
+
+    // Large vectors take another allocation path; they start zeroed all the same.
+    const PGMIO_BIT_VECTOR large(std::size_t(5) << 23);
+    const unsigned char* bytes = large.get_base_address();
+    EXPECT_TRUE(std::all_of(bytes, bytes + large.get_byte_size(), [](unsigned char b) { return b == 0; }));
 }

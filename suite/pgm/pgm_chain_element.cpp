@@ -7,6 +7,29 @@
 #include <cstdio>
 #include <strings.h>
 
+namespace {
+
+// Why a design for `family`/`die` does not belong at this place of the chain; empty when it does.
+std::string check_expectations(const std::string& family, const std::string& die, const char* expected_die,
+                               unsigned expected_idcode)
+{
+    const PGM_DIE_INFO* row = PGM_DEVICE_DATABASE::find_die(die);
+    if (row == nullptr)
+        return "unknown die " + die;
+    if (strcasecmp(row->family, family.c_str()) != 0)
+        return "die " + die + " is not of family " + family;
+    if (expected_die != nullptr && *expected_die != '\0' && strcasecmp(expected_die, die.c_str()) != 0)
+        return "the design is for " + die + ", not " + expected_die;
+    if (expected_idcode != 0 && expected_idcode != row->idcode) {
+        char text[64];
+        std::snprintf(text, sizeof text, "IDCODE 0x%08X does not match 0x%08X", row->idcode, expected_idcode);
+        return text;
+    }
+    return std::string();
+}
+
+} // namespace
+
 PGM_CHAIN_ELEMENT::PGM_CHAIN_ELEMENT(PGM_CHAIN_ELEMENT* parent) : m_parent(parent) {}
 
 PGM_CHAIN_ELEMENT::~PGM_CHAIN_ELEMENT() = default;
@@ -47,24 +70,6 @@ bool PGM_CHAIN_ELEMENT::fail(const std::string& error)
 {
     m_error = m_design_file + ": " + error;
     return false;
-}
-
-std::string PGM_CHAIN_ELEMENT::check_expectations(const std::string& family, const std::string& die,
-                                                  const char* expected_die, unsigned expected_idcode) const
-{
-    const PGM_DIE_INFO* row = PGM_DEVICE_DATABASE::find_die(die);
-    if (row == nullptr)
-        return "unknown die " + die;
-    if (strcasecmp(row->family, family.c_str()) != 0)
-        return "die " + die + " is not of family " + family;
-    if (expected_die != nullptr && *expected_die != '\0' && strcasecmp(expected_die, die.c_str()) != 0)
-        return "the design is for " + die + ", not " + expected_die;
-    if (expected_idcode != 0 && expected_idcode != row->idcode) {
-        char text[64];
-        std::snprintf(text, sizeof text, "IDCODE 0x%08X does not match 0x%08X", row->idcode, expected_idcode);
-        return text;
-    }
-    return std::string();
 }
 
 void PGM_CHAIN_ELEMENT::find_eram()

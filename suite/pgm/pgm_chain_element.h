@@ -58,8 +58,6 @@ public:
 
 private:
     bool fail(const std::string& error);
-    std::string check_expectations(const std::string& family, const std::string& die, const char* expected_die,
-                                   unsigned expected_idcode) const;
     void find_eram();
 
     PGM_CHAIN_ELEMENT* m_parent;

@@ -6,10 +6,12 @@ namespace {
 
 constexpr std::uint16_t ARC_POLY = 0xA001;
 
-// Slicing-by-8 tables of the frame polynomial: the programmer checks every frame of a design when
+// Slicing-by-16 tables of the frame polynomial: the programmer checks every frame of a design when
 // it reads one, so whole streams of tens of megabytes go through here.
+constexpr int SLICES = 16;
+
 struct CRC16_TABLES {
-    std::uint16_t slice[8][256];
+    std::uint16_t slice[SLICES][256];
 
     explicit CRC16_TABLES(std::uint16_t poly)
     {
@@ -19,7 +21,7 @@ struct CRC16_TABLES {
                 crc = (crc & 1) ? static_cast<std::uint16_t>((crc >> 1) ^ poly) : static_cast<std::uint16_t>(crc >> 1);
             slice[0][i] = crc;
         }
-        for (int k = 1; k < 8; ++k)
+        for (int k = 1; k < SLICES; ++k)
             for (unsigned i = 0; i < 256; ++i)
                 slice[k][i] = static_cast<std::uint16_t>((slice[k - 1][i] >> 8) ^ slice[0][slice[k - 1][i] & 0xFF]);
     }
@@ -43,11 +45,13 @@ std::uint16_t feed_bits(std::uint16_t crc, const unsigned char* data, std::size_
 
 std::uint16_t feed_bytes(std::uint16_t crc, const unsigned char* p, std::size_t count, const CRC16_TABLES& t)
 {
-    for (; count >= 8; count -= 8, p += 8) {
+    for (; count >= SLICES; count -= SLICES, p += SLICES) {
         const unsigned low = (p[0] | (p[1] << 8)) ^ crc;
-        crc = static_cast<std::uint16_t>(t.slice[7][low & 0xFF] ^ t.slice[6][low >> 8] ^ t.slice[5][p[2]] ^
-                                         t.slice[4][p[3]] ^ t.slice[3][p[4]] ^ t.slice[2][p[5]] ^
-                                         t.slice[1][p[6]] ^ t.slice[0][p[7]]);
+        crc = static_cast<std::uint16_t>(
+            t.slice[15][low & 0xFF] ^ t.slice[14][low >> 8] ^ t.slice[13][p[2]] ^ t.slice[12][p[3]] ^
+            t.slice[11][p[4]] ^ t.slice[10][p[5]] ^ t.slice[9][p[6]] ^ t.slice[8][p[7]] ^ t.slice[7][p[8]] ^
+            t.slice[6][p[9]] ^ t.slice[5][p[10]] ^ t.slice[4][p[11]] ^ t.slice[3][p[12]] ^ t.slice[2][p[13]] ^
+            t.slice[1][p[14]] ^ t.slice[0][p[15]]);
     }
     for (; count > 0; --count, ++p)
         crc = static_cast<std::uint16_t>((crc >> 8) ^ t.slice[0][(crc ^ *p) & 0xFF]);

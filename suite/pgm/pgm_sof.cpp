@@ -4,6 +4,7 @@
 
 #include <zlib.h>
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <cstdio>
@@ -18,6 +19,7 @@ constexpr std::size_t HEADER_BYTES = 64;
 constexpr std::size_t NAME_BYTES = 16;
 constexpr std::size_t TABLE_ENTRY_BYTES = 16;
 constexpr unsigned MAX_VECTORS = 64;
+constexpr std::size_t READ_CHUNK_BYTES = std::size_t(1) << 20;
 
 struct FILE_CLOSER {
     void operator()(FILE* file) const { std::fclose(file); }
@@ -98,9 +100,13 @@ std::string read_vectors(FILE* file, const unsigned char* header, std::vector<PG
     for (PGMIO_BIT_VECTOR& vector : vectors) {
         unsigned char* bytes = vector.get_base_address();
         const std::size_t size = vector.get_byte_size();
-        if (std::fread(bytes, 1, size, file) != size)
-            return "the file is truncated";
-        crc = crc32_z(crc, bytes, size);
+        // The checksum follows the reading chunk by chunk, while each chunk is still in cache.
+        for (std::size_t offset = 0; offset < size; offset += READ_CHUNK_BYTES) {
+            const std::size_t chunk = std::min(READ_CHUNK_BYTES, size - offset);
+            if (std::fread(bytes + offset, 1, chunk, file) != chunk)
+                return "the file is truncated";
+            crc = crc32_z(crc, bytes + offset, chunk);
+        }
         const unsigned unused = static_cast<unsigned>(size * 8 - vector.get_bit_size());
         if (unused > 0 && (bytes[size - 1] >> (8 - unused)) != 0)
             return "bits set beyond the end of a bit vector";
