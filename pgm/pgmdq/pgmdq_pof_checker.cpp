@@ -27,9 +27,38 @@
 #include <fstream>
 #include <sys/stat.h>
 
+#if defined(__SANITIZE_THREAD__)
+#include <sanitizer/tsan_interface.h>
+#endif
+
 typedef std::uint32_t DWORD;
 
 namespace {
+
+#if defined(__SANITIZE_THREAD__)
+// ThreadSanitizer cannot see into the uninstrumented Qt library; the flag locks tell it what they
+// order.
+class FLAG_LOCK {
+public:
+    explicit FLAG_LOCK(QMutex* mutex) : m_mutex(mutex)
+    {
+        __tsan_mutex_pre_lock(m_mutex, 0);
+        m_mutex->lock();
+        __tsan_mutex_post_lock(m_mutex, 0, 0);
+    }
+    ~FLAG_LOCK()
+    {
+        __tsan_mutex_pre_unlock(m_mutex, 0);
+        m_mutex->unlock();
+        __tsan_mutex_post_unlock(m_mutex, 0);
+    }
+
+private:
+    QMutex* m_mutex;
+};
+#else
+typedef QMutexLocker FLAG_LOCK;
+#endif
 
 const std::string AUTO_GEN_DAT_NAME = "auto_gen_dat";
 const std::string MAX_DAT_TIME_STRING = "600";
@@ -111,25 +140,25 @@ PGMWQ_POF_CHECKER_THREAD::~PGMWQ_POF_CHECKER_THREAD() = default;
 
 bool PGMWQ_POF_CHECKER_THREAD::is_started()
 {
-    QMutexLocker lock(&m_started_mutex);
+    FLAG_LOCK lock(&m_started_mutex);
     return m_started;
 }
 
 void PGMWQ_POF_CHECKER_THREAD::set_started(bool started)
 {
-    QMutexLocker lock(&m_started_mutex);
+    FLAG_LOCK lock(&m_started_mutex);
     m_started = started;
 }
 
 bool PGMWQ_POF_CHECKER_THREAD::is_done()
 {
-    QMutexLocker lock(&m_done_mutex);
+    FLAG_LOCK lock(&m_done_mutex);
     return m_done;
 }
 
 void PGMWQ_POF_CHECKER_THREAD::set_done(bool done)
 {
-    QMutexLocker lock(&m_done_mutex);
+    FLAG_LOCK lock(&m_done_mutex);
     m_done = done;
 }
 
