@@ -4,6 +4,7 @@
 // shell command lines on worker threads.
 #pragma once
 
+#include "fio.h"
 #include "gen.h"
 #include "pgmdq_msgs.h"
 
@@ -17,7 +18,6 @@
 #include <unordered_map>
 #include <vector>
 
-class FIO_PATH;
 class PGM_CHAIN_ELEMENT;
 class QCheckBox;
 class QComboBox;
