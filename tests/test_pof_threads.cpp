@@ -93,6 +93,14 @@ TEST_F(PofThreads, BatchesNeedMoreThanOneThread)
     EXPECT_EQ(pof_test_internal_error([&] { checker.create_thread_folder(); }), "count > 1") << "no SOF file";
 }
 
+TEST_F(PofThreads, UnwritablePartIsAnInternalError)
+{
+    EXPECT_EQ(pof_test_internal_error([&] {
+                  checker.run_thread_pl(dir + "missing/job.pl", ".pl", "perl", "s2i", 2, 0, false, false);
+              }),
+              "output_array[i] != NULL");
+}
+
 TEST_F(PofThreads, WorkerBodyChecksItsType)
 {
     PGMWQ_POF_CHECKER_THREAD thread;

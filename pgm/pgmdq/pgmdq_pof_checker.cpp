@@ -1227,8 +1227,83 @@ std::string without_extension(const std::string& path)
 
 } // namespace
 
-// Fills in the PGM side's CRC fields the way the control block does and compares each section
-// of types 2, 3 and 4 with the ICD side. Returns whether every compared byte is equal.
+// Brings a frame's CRC fields up to date the way the control block fills them in: a periphery
+// frame gets its error-detection CRC-32, a core frame the ICD side's core word; the frame's
+// CRC-16 follows by linearity.
+void PGMDQ_POF_CHECKER::patch_frame(unsigned type, unsigned char* output, const unsigned char* icd, size_t base,
+                                    unsigned frame_bits, unsigned cb_data_width)
+{
+    const unsigned message_bits = frame_bits - PGM_FRAME_CRC16_FROM_END;
+    const size_t crc16_bit = base + message_bits;
+    unsigned crc16 = get_field(output, crc16_bit, 2);
+    if (type == PGM_SECTION_EDCRC_FRAMES) {
+        const size_t edcrc_bit = base + frame_bits - PGM_FRAME_EDCRC_FROM_END;
+        const unsigned char* edcrc = output + edcrc_bit / 8;
+        const unsigned edcrc1 = edcrc[0], edcrc2 = edcrc[1], edcrc3 = edcrc[2], edcrc4 = edcrc[3];
+        PGMDQ_ASSERT(edcrc1 == 0 && edcrc2 == 0 && edcrc3 == 0 && edcrc4 == 0);
+        const unsigned crc32 = calculate_crc32(output, unsigned(base + cb_data_width),
+                                               frame_bits - PGM_FRAME_EDCRC_FROM_END - cb_data_width, 1,
+                                               cb_data_width, false);
+        put_field(output, edcrc_bit, 4, crc32);
+        crc16 = recalculate_crc(crc16, crc32 & 0xFFFF, frame_bits - 64, message_bits);
+        crc16 = recalculate_crc(crc16, crc32 >> 16, frame_bits - 48, message_bits);
+    } else {
+        const size_t core_bit = base + frame_bits - PGM_FRAME_CORE_WORD_FROM_END;
+        const unsigned icd_word = get_field(icd, core_bit, 2);
+        const unsigned change = get_field(output, core_bit, 2) ^ icd_word;
+        put_field(output, core_bit, 2, icd_word);
+        crc16 = recalculate_crc(crc16, change, frame_bits - 32, message_bits);
+    }
+    put_field(output, crc16_bit, 2, crc16);
+}
+
+// One compared section: its frames patched, the core debug pair written when `debug_base` is
+// set, and whether both sides agree byte for byte.
+bool PGMDQ_POF_CHECKER::compare_section(const PGM_PCF_TREE_ELEMENT& section, unsigned char* output,
+                                        const unsigned char* icd, size_t output_index, unsigned cb_data_width,
+                                        const std::string& debug_base, unsigned core_number)
+{
+    const size_t icd_cmp_start_index = section.get_start_byte(), pgm_cmp_start_index = section.get_start_byte();
+    const size_t icd_cmp_end_index = section.get_end_byte(), pgm_cmp_end_index = section.get_end_byte();
+    PGMDQ_ASSERT(icd_cmp_start_index > 0 && pgm_cmp_start_index > 0);
+    PGMDQ_ASSERT(icd_cmp_end_index > 0 && pgm_cmp_end_index > 0);
+    PGMDQ_ASSERT(icd_cmp_end_index - icd_cmp_start_index == pgm_cmp_end_index - pgm_cmp_start_index &&
+                 pgm_cmp_end_index > pgm_cmp_start_index && pgm_cmp_end_index <= output_index);
+    const size_t byte_size = pgm_cmp_end_index - pgm_cmp_start_index;
+    const bool core = section.get_type() == PGM_SECTION_CORE_FRAMES;
+    std::unique_ptr<unsigned char[]> icd_core_data, pgm_core_data;
+    if (core && !debug_base.empty()) {
+        icd_core_data.reset(new unsigned char[byte_size]);
+        pgm_core_data.reset(new unsigned char[byte_size]);
+    }
+    size_t core_index = 0;
+    PGMDQ_ASSERT((icd_core_data == NULL && pgm_core_data == NULL) ||
+                 (icd_core_data != NULL && pgm_core_data != NULL && core_index == 0));
+    const unsigned frame_bits = section.get_frame_bits();
+    const size_t frame_bytes = frame_bits / 8;
+    for (size_t f = 0; f < section.get_frame_count(); ++f) {
+        const size_t base = section.get_frame_start_bit(f);
+        patch_frame(section.get_type(), output, icd, base, frame_bits, cb_data_width);
+        if (!core)
+            continue;
+        if (icd_core_data) {
+            std::memcpy(icd_core_data.get() + core_index, icd + base / 8, frame_bytes);
+            std::memcpy(pgm_core_data.get() + core_index, output + base / 8, frame_bytes);
+        }
+        core_index += frame_bytes;
+    }
+    if (core)
+        PGMDQ_ASSERT(core_index == byte_size);
+    if (icd_core_data) {
+        const std::string number = std::to_string(core_number);
+        write_file(debug_base + "_icdcore_" + number + ".rbf", icd_core_data.get(), byte_size);
+        write_file(debug_base + "_pgmcore_" + number + ".rbf", pgm_core_data.get(), byte_size);
+    }
+    return std::memcmp(output + pgm_cmp_start_index, icd + icd_cmp_start_index, byte_size) == 0;
+}
+
+// Copies the element's bit vectors into the output one after another and compares each
+// vector's sections of types 2, 3 and 4 once it is in place.
 bool PGMDQ_POF_CHECKER::compare_sections(PGM_CHAIN_ELEMENT* element, std::vector<unsigned char>& output,
                                          const std::vector<unsigned char>& icd, const std::string& sof_path,
                                          unsigned cb_data_width)
@@ -1236,8 +1311,9 @@ bool PGMDQ_POF_CHECKER::compare_sections(PGM_CHAIN_ELEMENT* element, std::vector
     const PGM_PCF_TREE_LIST& tree_list = *element->get_device()->get_pcf_info()->get_pcf_file_info();
     const auto& vectors = element->get_bit_vector_list();
     PGMDQ_ASSERT(tree_list.size() == vectors.size());
+    const std::string debug_base = m_debug_check->isChecked() ? without_extension(sof_path) : std::string();
     bool equal = true;
-    unsigned core_section = 0;
+    unsigned core_number = 0;
     size_t output_index = 0;
     for (size_t v = 0; v < vectors.size(); ++v) {
         const size_t bit_size = vectors[v].get_bit_size();
@@ -1248,65 +1324,11 @@ bool PGMDQ_POF_CHECKER::compare_sections(PGM_CHAIN_ELEMENT* element, std::vector
             const unsigned type = section.get_type();
             if (type != PGM_SECTION_EDCRC_FRAMES && type != PGM_SECTION_CORE_FRAMES && type != PGM_SECTION_PLAIN_DATA)
                 continue;
-            const size_t icd_cmp_start_index = section.get_start_byte(), pgm_cmp_start_index = section.get_start_byte();
-            const size_t icd_cmp_end_index = section.get_end_byte(), pgm_cmp_end_index = section.get_end_byte();
-            PGMDQ_ASSERT(icd_cmp_start_index > 0 && pgm_cmp_start_index > 0);
-            PGMDQ_ASSERT(icd_cmp_end_index > 0 && pgm_cmp_end_index > 0);
-            PGMDQ_ASSERT(icd_cmp_end_index - icd_cmp_start_index == pgm_cmp_end_index - pgm_cmp_start_index &&
-                         pgm_cmp_end_index > pgm_cmp_start_index && pgm_cmp_end_index <= output_index);
-            const unsigned frame_bits = section.get_frame_bits();
-            const unsigned message_bits = frame_bits - PGM_FRAME_CRC16_FROM_END;
-            for (size_t f = 0; f < section.get_frame_count(); ++f) {
-                const size_t base = section.get_frame_start_bit(f);
-                const size_t crc16_bit = base + frame_bits - PGM_FRAME_CRC16_FROM_END;
-                unsigned crc16 = get_field(output.data(), crc16_bit, 2);
-                if (type == PGM_SECTION_EDCRC_FRAMES) {
-                    const size_t edcrc_bit = base + frame_bits - PGM_FRAME_EDCRC_FROM_END;
-                    const unsigned char* edcrc = output.data() + edcrc_bit / 8;
-                    const unsigned edcrc1 = edcrc[0], edcrc2 = edcrc[1], edcrc3 = edcrc[2], edcrc4 = edcrc[3];
-                    PGMDQ_ASSERT(edcrc1 == 0 && edcrc2 == 0 && edcrc3 == 0 && edcrc4 == 0);
-                    const unsigned crc32 = calculate_crc32(output.data(), unsigned(base + cb_data_width),
-                                                           frame_bits - PGM_FRAME_EDCRC_FROM_END - cb_data_width, 1,
-                                                           cb_data_width, false);
-                    put_field(output.data(), edcrc_bit, 4, crc32);
-                    crc16 = recalculate_crc(crc16, crc32 & 0xFFFF, frame_bits - 64, message_bits);
-                    crc16 = recalculate_crc(crc16, crc32 >> 16, frame_bits - 48, message_bits);
-                } else {
-                    const size_t core_bit = base + frame_bits - PGM_FRAME_CORE_WORD_FROM_END;
-                    const unsigned icd_word = get_field(icd.data(), core_bit, 2);
-                    const unsigned change = get_field(output.data(), core_bit, 2) ^ icd_word;
-                    put_field(output.data(), core_bit, 2, icd_word);
-                    crc16 = recalculate_crc(crc16, change, frame_bits - 32, message_bits);
-                }
-                put_field(output.data(), crc16_bit, 2, crc16);
-            }
-            const size_t byte_size = pgm_cmp_end_index - pgm_cmp_start_index;
-            equal = equal && std::memcmp(output.data() + pgm_cmp_start_index, icd.data() + icd_cmp_start_index,
-                                         byte_size) == 0;
-            if (type != PGM_SECTION_CORE_FRAMES)
-                continue;
-            // The debug pair of this core section: both sides, byte for byte.
-            std::unique_ptr<unsigned char[]> icd_core, pgm_core;
-            if (m_debug_check->isChecked()) {
-                icd_core.reset(new unsigned char[byte_size]);
-                pgm_core.reset(new unsigned char[byte_size]);
-            }
-            const unsigned char* icd_core_data = icd_core.get();
-            const unsigned char* pgm_core_data = pgm_core.get();
-            size_t core_index = 0;
-            PGMDQ_ASSERT((icd_core_data == NULL && pgm_core_data == NULL) ||
-                         (icd_core_data != NULL && pgm_core_data != NULL && core_index == 0));
-            if (icd_core_data) {
-                std::memcpy(icd_core.get(), icd.data() + icd_cmp_start_index, byte_size);
-                std::memcpy(pgm_core.get(), output.data() + pgm_cmp_start_index, byte_size);
-                core_index = byte_size;
-                PGMDQ_ASSERT(core_index == byte_size);
-                const std::string base = without_extension(sof_path);
-                const std::string number = std::to_string(core_section);
-                write_file(base + "_icdcore_" + number + ".rbf", icd_core_data, byte_size);
-                write_file(base + "_pgmcore_" + number + ".rbf", pgm_core_data, byte_size);
-            }
-            ++core_section;
+            if (!compare_section(section, output.data(), icd.data(), output_index, cb_data_width, debug_base,
+                                 core_number))
+                equal = false;
+            if (type == PGM_SECTION_CORE_FRAMES)
+                ++core_number;
         }
     }
     return equal;
@@ -1329,14 +1351,15 @@ void PGMDQ_POF_CHECKER::modify_crc_pgm_rbf(PGM_CHAIN_ELEMENT* element, std::stri
     if (f2p_constants->m_cb_data_width == 0)
         PGMDQ_INTERNAL_ERROR("m_cb_data_width != 0");
 
-    // The PGM side's bytes come from the element; its RBF must be there all the same.
+    // The PGM side's bytes come from the element, which wrote them to its RBF; that file must be
+    // there all the same.
     std::vector<unsigned char> icd;
-    for (const std::string& path : {icd_path, pgm_path}) {
-        FILE_HANDLE source(exists(path) ? FIO_FILE_SYSTEM::fopen(path.c_str(), "rb") : nullptr);
-        if (!source || (path == icd_path && !read_file(path, icd))) {
-            update_msg(PGMDQ_MSG_TYPE_POF_ERROR, "Fail to get source file(s) - comparison terminated : " + path);
-            return;
-        }
+    const bool icd_read = exists(icd_path) && read_file(icd_path, icd);
+    const bool pgm_there = exists(pgm_path) && FILE_HANDLE(FIO_FILE_SYSTEM::fopen(pgm_path.c_str(), "rb")) != nullptr;
+    if (!icd_read || !pgm_there) {
+        update_msg(PGMDQ_MSG_TYPE_POF_ERROR,
+                   "Fail to get source file(s) - comparison terminated : " + (icd_read ? pgm_path : icd_path));
+        return;
     }
 
     // The control block reads the stream with six data words of padding behind it.
@@ -1436,6 +1459,7 @@ bool PGMDQ_POF_CHECKER::get_dat(unsigned i, unsigned n)
     while (!exists(dat_path)) {
         if (time(nullptr) - begin >= DAT_WAIT_SECONDS)
             break;
+        PGMDQ_ASSERT(n > 0 && m_thread != NULL);  // a missing file is only awaited from a batch
         PGMWQ_POF_CHECKER_THREAD& thread = m_thread[i % n];
         if (thread.isFinished() && thread.is_done())
             break;

@@ -19,6 +19,7 @@
 #include <vector>
 
 class PGM_CHAIN_ELEMENT;
+class PGM_PCF_TREE_ELEMENT;
 class QCheckBox;
 class QComboBox;
 class QGroupBox;
@@ -219,6 +220,11 @@ private:
     std::string python_command();
     bool compare_sections(PGM_CHAIN_ELEMENT* element, std::vector<unsigned char>& output,
                           const std::vector<unsigned char>& icd, const std::string& sof_path, unsigned cb_data_width);
+    bool compare_section(const PGM_PCF_TREE_ELEMENT& section, unsigned char* output, const unsigned char* icd,
+                         size_t output_index, unsigned cb_data_width, const std::string& debug_base,
+                         unsigned core_number);
+    void patch_frame(unsigned type, unsigned char* output, const unsigned char* icd, size_t base, unsigned frame_bits,
+                     unsigned cb_data_width);
 
     QCheckBox* m_personal_test_check;
     QCheckBox* m_debug_check;
