@@ -13,6 +13,7 @@
 #include <QLineEdit>
 #include <QListWidget>
 
+#include <cstdio>
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
@@ -72,6 +73,8 @@ struct PGMDQ_POF_CHECKER_TEST_ACCESS {
     }
     QCheckBox* debug_check() { return checker.m_debug_check; }
     QLineEdit* dir_edit() { return checker.m_dir_edit; }
+    QLineEdit* username_edit() { return checker.m_username_edit; }
+    QLineEdit* password_edit() { return checker.m_password_edit; }
     QCheckBox* site_check() { return checker.m_site_check; }
     QCheckBox* personal_test_check() { return checker.m_personal_test_check; }
     size_t crc_entries() const { return checker.m_crc_index.size(); }
@@ -135,6 +138,19 @@ inline std::string pof_test_read(const std::string& path)
 {
     std::ifstream input(path, std::ios::binary);
     return std::string(std::istreambuf_iterator<char>(input), std::istreambuf_iterator<char>());
+}
+
+// What a shell command prints.
+inline std::string pof_test_read_command(const std::string& command)
+{
+    std::string output;
+    if (FILE* pipe = popen(command.c_str(), "r")) {
+        char buffer[256];
+        while (size_t got = std::fread(buffer, 1, sizeof buffer, pipe))
+            output.append(buffer, got);
+        pclose(pipe);
+    }
+    return output;
 }
 
 inline bool pof_test_exists(const std::string& path)

@@ -4,9 +4,13 @@
 // missing inputs are reported and the run goes on, and the debug box writes the core sections.
 #include "pof_test_support.h"
 
+#include "gen.h"
 #include "pgm.h"
 
+#include <QLineEdit>
+
 #include <cstdlib>
+#include <sys/stat.h>
 #include <memory>
 
 namespace {
@@ -209,4 +213,64 @@ TEST_F(PofCompare, CoreSectionsStayUnwrittenWithoutTheDebugBox)
     prepare_die(CALDER5, C5D1);
     EXPECT_TRUE(checker.create_rbf_in_thread());
     EXPECT_FALSE(pof_test_exists(die_dir + sofs[0].substr(0, sofs[0].size() - 4) + "_icdcore_0.rbf"));
+}
+
+// One SOF after another, each DAT made by its own run of the site's Python command on the data
+// build host's script. Here that command is a stand-in that runs the die's emulator with the
+// script's base name, as the generated script would over its log-in.
+TEST_F(PofCompare, SofsOneAfterAnotherWithTheirOwnDatRuns)
+{
+    prepare_die(CALDER5, C5D1);
+    run("rm " + die_dir + "*.dat");
+    pof_test_write(die_dir + "python_stand_in.sh",
+                   "base=\"${1%.py}\"\ntest -s \"$1\" && exec " + release + "icd_emulator/C5D1/C5D1 -o \"$base\" -m3 -img \"$base.img\"\n");
+    gen_set_setting("pof_checker/PYTHON_RK_SRC", "sh " + die_dir + "python_stand_in.sh");
+    EXPECT_TRUE(checker.create_rbf());
+    gen_set_setting("pof_checker/PYTHON_RK_SRC", "python");
+    EXPECT_EQ(access.log(), verdicts({true, true, true}));
+    run("rm " + die_dir + "python_stand_in.sh");
+    std::string left = pof_test_read_command("cd " + die_dir + " && ls");
+    std::string expected;
+    for (const std::string& sof : sofs) {
+        const std::string base = sof.substr(0, sof.size() - 3);
+        expected += base + "icd.rbf\n" + base + "pgm.icd.rbf\n" + base + "rbf\n" + sof + "\n";
+    }
+    EXPECT_EQ(left, expected) << "scripts, images, DAT and intermediate files are gone";
+}
+
+// The one-SOF script logs in to the data-build host and runs the die's emulator; it carries the
+// password, so only its owner may read it.
+TEST_F(PofCompare, OneSofDatScript)
+{
+    prepare_die(CALDER5, C5D1);
+    gen_set_setting("pof_checker/DAT_BUILD_HOST", "databuild");
+    gen_set_setting("pof_checker/EMULATOR_C5D1", "/emu/C5D1");
+    access.username_edit()->setText("engineer");
+    access.password_edit()->setText("secret");
+    const std::string base = die_dir + sofs[0].substr(0, sofs[0].size() - 4);
+    const std::string script = checker.create_icd_dat_python(die_dir + sofs[0]);
+    EXPECT_EQ(script, base + ".py");
+    EXPECT_EQ(pof_test_read(script),
+              "import pexpect\n"
+              "PROMPT = \"\\$|\\%|\\>\"\n"
+              "YES_NO = \"yes\"\n"
+              "p=pexpect.spawn('ssh engineer@databuild', timeout = 600)\n"
+              "i=p.expect([YES_NO, 'assword', PROMPT])\n"
+              "if i==0:\n"
+              "   print \"Answering yes...\"\n"
+              "   p.sendline('yes')\n"
+              "   i=p.expect([YES_NO, 'assword', PROMPT])\n"
+              "if i==1:\n"
+              "   print \"Answering with password\"\n"
+              "   i=p.sendline('secret')\n"
+              "   p.expect('$')\n"
+              "else:\n"
+              "   print \"Do not need password\"\n"
+              "p.sendline('/emu/C5D1 -o " + base + " -m3 -img " + base + ".img')\n"
+              "i=p.expect('End of running /emu/C5D1')\n"
+              "p.sendline('exit')\n"
+              "p.close()\n");
+    struct stat info;
+    ASSERT_EQ(stat(script.c_str(), &info), 0);
+    EXPECT_EQ(info.st_mode & 0777, 0600u);
 }

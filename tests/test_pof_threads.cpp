@@ -30,18 +30,6 @@ protected:
             names.insert(name);
         return names;
     }
-
-    static std::string pof_test_read_command(const std::string& command)
-    {
-        std::string output;
-        if (FILE* pipe = popen(command.c_str(), "r")) {
-            char buffer[256];
-            while (size_t got = std::fread(buffer, 1, sizeof buffer, pipe))
-                output.append(buffer, got);
-            pclose(pipe);
-        }
-        return output;
-    }
 };
 
 } // namespace
