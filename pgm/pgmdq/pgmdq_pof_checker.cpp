@@ -372,15 +372,16 @@ void PGMDQ_POF_CHECKER::create_layout()
 
 void PGMDQ_POF_CHECKER::connect_widgets()
 {
-    connect(m_personal_test_check, SIGNAL(clicked()), this, SLOT(on_send_enabled()));
+    connect(m_personal_test_check, &QCheckBox::clicked, this, &PGMDQ_POF_CHECKER::on_send_enabled);
     for (QLineEdit* edit : {m_username_edit, m_password_edit, m_dir_edit})
-        connect(edit, SIGNAL(textChanged(const QString&)), this, SLOT(on_send_enabled()));
-    connect(m_site_check, SIGNAL(clicked()), this, SLOT(on_site()));
-    connect(m_family_combo, SIGNAL(currentIndexChanged(int)), this, SLOT(on_change_family()));
-    connect(m_clear_button, SIGNAL(clicked()), this, SLOT(on_clear_msg()));
-    connect(m_save_button, SIGNAL(clicked()), this, SLOT(on_save_msg()));
-    connect(m_skip_dat_check, SIGNAL(clicked()), this, SLOT(on_has_dat()));
-    connect(m_skip_icd_rbf_check, SIGNAL(clicked()), this, SLOT(on_has_icd_rbf()));
+        connect(edit, &QLineEdit::textChanged, this, &PGMDQ_POF_CHECKER::on_send_enabled);
+    connect(m_site_check, &QCheckBox::clicked, this, &PGMDQ_POF_CHECKER::on_site);
+    connect(m_family_combo, QOverload<int>::of(&QComboBox::currentIndexChanged), this,
+            &PGMDQ_POF_CHECKER::on_change_family);
+    connect(m_clear_button, &QPushButton::clicked, this, &PGMDQ_POF_CHECKER::on_clear_msg);
+    connect(m_save_button, &QPushButton::clicked, this, &PGMDQ_POF_CHECKER::on_save_msg);
+    connect(m_skip_dat_check, &QCheckBox::clicked, this, &PGMDQ_POF_CHECKER::on_has_dat);
+    connect(m_skip_icd_rbf_check, &QCheckBox::clicked, this, &PGMDQ_POF_CHECKER::on_has_icd_rbf);
 }
 
 void PGMDQ_POF_CHECKER::resizeEvent(QResizeEvent* event)
