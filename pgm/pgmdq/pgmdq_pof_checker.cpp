@@ -563,6 +563,31 @@ void PGMDQ_POF_CHECKER::run_thread_cmd(std::vector<std::string> cmds, unsigned c
     wait_for_batch(threads.get(), count);
 }
 
+namespace {
+
+// Marked lines (the per-file commands) are dealt out round-robin; the rest (preamble, common
+// statements) goes to every part. The read that meets the end of the file still yields a line,
+// so a script ending in a line break gives one last empty line; a line longer than 511
+// characters ends the split after its first 511.
+void split_script(const std::string& script, const std::string& marker, std::vector<FILE_HANDLE>& parts)
+{
+    std::ifstream input(script);
+    size_t next_part = 0;
+    do {
+        char line[512] = "";
+        input.getline(line, sizeof line);
+        if (std::strstr(line, marker.c_str())) {
+            std::fprintf(parts[next_part].get(), "%s\n", line);
+            next_part = (next_part + 1) % parts.size();
+        } else {
+            for (FILE_HANDLE& part : parts)
+                std::fprintf(part.get(), "%s\n", line);
+        }
+    } while (input.good());
+}
+
+} // namespace
+
 void PGMDQ_POF_CHECKER::run_thread_pl(std::string script, std::string ext, std::string runner, std::string marker,
                                       unsigned count, unsigned expected_seconds, bool start, bool wait)
 {
@@ -575,23 +600,7 @@ void PGMDQ_POF_CHECKER::run_thread_pl(std::string script, std::string ext, std::
         output_array[i].reset(FIO_FILE_SYSTEM::fopen(part_names[i].c_str(), "w"));
         PGMDQ_ASSERT(output_array[i] != NULL);
     }
-    // Marked lines (the per-file commands) are dealt out; the rest (preamble, common statements)
-    // goes to every part. The read that meets the end of the file still yields a line, so a
-    // script ending in a line break gives one last empty line.
-    std::ifstream input(script);
-    unsigned next_part = 0;
-    do {
-        char line[512] = "";
-        input.getline(line, sizeof line);
-        if (std::strstr(line, marker.c_str())) {
-            std::fprintf(output_array[next_part].get(), "%s\n", line);
-            next_part = (next_part + 1) % count;
-        } else {
-            for (FILE_HANDLE& output : output_array)
-                std::fprintf(output.get(), "%s\n", line);
-        }
-    } while (input.good());
-    input.close();
+    split_script(script, marker, output_array);
     output_array.clear();
 
     if (start) {
