@@ -1,0 +1,276 @@
+// The comparison of PGM and ICD raw binaries on a release made by the release maker, with images
+// from the family converters and DAT files from each die's control-block emulator: a good die
+// passes, a flipped DAT bit fails exactly its SOF, the disagreeing emulator fails every SOF,
+// missing inputs are reported and the run goes on, and the debug box writes the core sections.
+#include "pof_test_support.h"
+
+#include "gen.h"
+#include "pgm.h"
+
+#include <QLineEdit>
+
+#include <cstdlib>
+#include <sys/stat.h>
+#include <memory>
+
+namespace {
+
+const unsigned CALDER5 = 1, DUNLIN5 = 2;
+const unsigned C5D1 = 6, D5D2 = 11;
+const unsigned SOFS = 3;
+
+std::string build_dir()
+{
+    const char* dir = std::getenv("PGMDQ_BUILD_DIR");
+    return dir ? std::string(dir) : std::string(".");
+}
+
+bool run(const std::string& command)
+{
+    return std::system((command + " > /dev/null").c_str()) == 0;
+}
+
+std::string sof_name(const std::string& die, unsigned i)
+{
+    return die + "_design0" + std::to_string(i + 1) + ".sof";
+}
+
+std::string lower(std::string text)
+{
+    for (char& c : text)
+        c = char(std::tolower(static_cast<unsigned char>(c)));
+    return text;
+}
+
+class PofCompare : public ::testing::Test, POF_APPLICATION_FIRST {
+protected:
+    static std::string release;
+
+    // One release for the program: small dies, uncompressed designs.
+    static void SetUpTestSuite()
+    {
+        release = pof_test_temp_dir("pof_compare");
+        ASSERT_TRUE(run(build_dir() + "/bin/pgm_release_maker --out " + release + " --sofs " + std::to_string(SOFS) +
+                        " --gzip-every 0 --dies C5D1,D5D2"));
+    }
+    static void TearDownTestSuite() { run("rm -rf " + release); }
+
+    PGMDQ_POF_CHECKER checker;
+    PGMDQ_POF_CHECKER_TEST_ACCESS access{checker};
+    std::string die_dir;
+    std::vector<std::string> sofs;
+
+    // A fresh copy of a die directory with every SOF's image and DAT made by the suite's tools,
+    // as the image and DAT steps leave it.
+    void prepare_die(unsigned family_row, unsigned die_row)
+    {
+        const std::string family = PGMDQ_POF_FAMILY_LIST[family_row].key;
+        const std::string die = PGMDQ_POF_DIE_LIST[die_row].die;
+        die_dir = pof_test_temp_dir("pof_die");
+        ASSERT_TRUE(run("cp " + release + family + "/" + die + "/*.sof " + die_dir));
+        sofs.clear();
+        for (unsigned i = 0; i < SOFS; ++i) {
+            const std::string sof = die_dir + sof_name(lower(die), i);
+            const std::string base = sof.substr(0, sof.size() - 4);
+            ASSERT_TRUE(run(release + "sof2img/" + family + "_sof2img.exe " + sof + " " + base + ".img -s2i " + die));
+            ASSERT_TRUE(run(release + "icd_emulator/" + die + "/" + die + " -o " + base + " -m3 -img " + base + ".img"));
+            sofs.push_back(sof_name(lower(die), i));
+        }
+        access.set_die(family_row, die_row, die_dir);
+        access.set_sof_files(sofs);
+    }
+    ~PofCompare() override { run("rm -rf " + die_dir); }
+
+    std::string path(unsigned i, const std::string& tail) const
+    {
+        const std::string sof = die_dir + sofs[i];
+        return sof.substr(0, sof.size() - 3) + tail;
+    }
+
+    std::vector<std::string> verdicts(const std::vector<bool>& passed) const
+    {
+        std::vector<std::string> lines;
+        for (unsigned i = 0; i < passed.size(); ++i)
+            lines.push_back(passed[i] ? "Info: POF checking passed - " + die_dir + sofs[i]
+                                      : "POF Error: POF checking failed - " + die_dir + sofs[i]);
+        return lines;
+    }
+
+    // Flips the lowest bit of the word in the middle of a DAT file.
+    void flip_bit_in_dat(const std::string& dat)
+    {
+        std::string text = pof_test_read(dat);
+        size_t word_line = text.find('\n', text.size() / 2) + 1;
+        while (text[word_line] == '/')
+            word_line = text.find('\n', word_line) + 1;
+        char& digit = text[word_line + 3];
+        const int value = std::stoi(std::string(1, digit), nullptr, 16) ^ 1;
+        digit = "0123456789ABCDEF"[value];
+        pof_test_write(dat, text);
+    }
+};
+
+std::string PofCompare::release;
+
+} // namespace
+
+TEST_F(PofCompare, EverySofOfAGoodDiePassesAndTheDirectoryIsCleaned)
+{
+    prepare_die(CALDER5, C5D1);
+    EXPECT_TRUE(checker.create_rbf_in_thread());
+    EXPECT_EQ(access.log(), verdicts({true, true, true}));
+    for (unsigned i = 0; i < SOFS; ++i) {
+        EXPECT_TRUE(pof_test_exists(path(i, "icd.rbf")));
+        EXPECT_TRUE(pof_test_exists(path(i, "rbf")));
+        EXPECT_EQ(pof_test_read(path(i, "pgm.icd.rbf")), pof_test_read(path(i, "icd.rbf")) + std::string(24, '\0'))
+            << "the patched stream with the control block's padding";
+        EXPECT_FALSE(pof_test_exists(path(i, "img")));
+        EXPECT_FALSE(pof_test_exists(path(i, "dat")));
+        EXPECT_FALSE(pof_test_exists(path(i, "cram")));
+    }
+}
+
+TEST_F(PofCompare, OneFlippedDatBitFailsExactlyThatSof)
+{
+    prepare_die(CALDER5, C5D1);
+    flip_bit_in_dat(path(1, "dat"));
+    EXPECT_TRUE(checker.create_rbf_in_thread());
+    EXPECT_EQ(access.log(), verdicts({true, false, true}));
+}
+
+TEST_F(PofCompare, DisagreeingEmulatorFailsEverySof)
+{
+    prepare_die(DUNLIN5, D5D2);
+    EXPECT_TRUE(checker.create_rbf_in_thread());
+    EXPECT_EQ(access.log(), verdicts({false, false, false}));
+}
+
+// With the ICD RBFs already there, a SOF without one is reported and the others are compared.
+TEST_F(PofCompare, MissingIcdRbfEndsOnlyThatComparison)
+{
+    prepare_die(CALDER5, C5D1);
+    for (unsigned i = 0; i < SOFS; ++i)
+        checker.create_icd_rbf(path(i, "dat"));
+    run("rm " + path(1, "icd.rbf"));
+    access.set_skips(true, true, true);
+    EXPECT_TRUE(checker.create_rbf());
+    EXPECT_EQ(access.log(), std::vector<std::string>({verdicts({true})[0],
+                                                      "POF Error: Fail to get source file(s) - comparison terminated : " +
+                                                          path(1, "icd.rbf"),
+                                                      verdicts({true, true, true})[2]}));
+    EXPECT_TRUE(pof_test_exists(path(0, "img"))) << "skipped steps keep their inputs";
+}
+
+TEST_F(PofCompare, MissingPgmRbfEndsTheComparison)
+{
+    prepare_die(CALDER5, C5D1);
+    checker.create_icd_rbf(path(0, "dat"));
+    const std::unique_ptr<PGM_CHAIN_ELEMENT> element(checker.create_pgm_rbf(die_dir + sofs[0]));
+    ASSERT_NE(element, nullptr);
+    run("rm " + path(0, "rbf"));
+    checker.modify_crc_pgm_rbf(element.get(), die_dir + sofs[0]);
+    EXPECT_EQ(access.log(), std::vector<std::string>(
+                                {"POF Error: Fail to get source file(s) - comparison terminated : " + path(0, "rbf")}));
+    EXPECT_FALSE(pof_test_exists(path(0, "pgm.icd.rbf")));
+}
+
+TEST_F(PofCompare, UnreadableDesignIsReported)
+{
+    prepare_die(CALDER5, C5D1);
+    pof_test_write(die_dir + sofs[2], "not a design");
+    EXPECT_TRUE(checker.create_rbf_in_thread());
+    EXPECT_EQ(access.log().back(), "POF Error: Programmer fail to generate RBF for " + die_dir + sofs[2]);
+}
+
+TEST_F(PofCompare, NoImageMeansNoDatFile)
+{
+    prepare_die(CALDER5, C5D1);
+    run("rm " + die_dir + "*.img");
+    EXPECT_FALSE(checker.create_rbf());
+    EXPECT_EQ(access.log(), std::vector<std::string>({"Error: Fail to create any dat file for C5D1"}));
+}
+
+TEST_F(PofCompare, DebugBoxWritesEachCoreSection)
+{
+    prepare_die(CALDER5, C5D1);
+    access.debug_check()->setChecked(true);
+    EXPECT_TRUE(checker.create_rbf_in_thread());
+    const PGM_DIE_INFO* die = PGM_DEVICE_DATABASE::find_die("C5D1");
+    ASSERT_NE(die, nullptr);
+    for (unsigned i = 0; i < SOFS; ++i)
+        for (unsigned n = 0; n < die->core_sections; ++n) {
+            const std::string base = die_dir + sofs[i].substr(0, sofs[i].size() - 4);
+            const std::string icd = pof_test_read(base + "_icdcore_" + std::to_string(n) + ".rbf");
+            EXPECT_EQ(icd.size(), size_t(die->core_frames) * die->frame_bits / 8);
+            EXPECT_EQ(pof_test_read(base + "_pgmcore_" + std::to_string(n) + ".rbf"), icd) << "passed: equal";
+        }
+    EXPECT_FALSE(pof_test_exists(die_dir + sofs[0].substr(0, sofs[0].size() - 4) + "_icdcore_" +
+                                 std::to_string(die->core_sections) + ".rbf"));
+}
+
+TEST_F(PofCompare, CoreSectionsStayUnwrittenWithoutTheDebugBox)
+{
+    prepare_die(CALDER5, C5D1);
+    EXPECT_TRUE(checker.create_rbf_in_thread());
+    EXPECT_FALSE(pof_test_exists(die_dir + sofs[0].substr(0, sofs[0].size() - 4) + "_icdcore_0.rbf"));
+}
+
+// One SOF after another, each DAT made by its own run of the site's Python command on the data
+// build host's script. Here that command is a stand-in that runs the die's emulator with the
+// script's base name, as the generated script would over its log-in.
+TEST_F(PofCompare, SofsOneAfterAnotherWithTheirOwnDatRuns)
+{
+    prepare_die(CALDER5, C5D1);
+    run("rm " + die_dir + "*.dat");
+    pof_test_write(die_dir + "python_stand_in.sh",
+                   "base=\"${1%.py}\"\ntest -s \"$1\" && exec " + release + "icd_emulator/C5D1/C5D1 -o \"$base\" -m3 -img \"$base.img\"\n");
+    gen_set_setting("pof_checker/python_rk_src", "sh " + die_dir + "python_stand_in.sh");
+    EXPECT_TRUE(checker.create_rbf());
+    gen_set_setting("pof_checker/python_rk_src", "python");
+    EXPECT_EQ(access.log(), verdicts({true, true, true}));
+    run("rm " + die_dir + "python_stand_in.sh");
+    std::string left = pof_test_read_command("cd " + die_dir + " && ls");
+    std::string expected;
+    for (const std::string& sof : sofs) {
+        const std::string base = sof.substr(0, sof.size() - 3);
+        expected += base + "icd.rbf\n" + base + "pgm.icd.rbf\n" + base + "rbf\n" + sof + "\n";
+    }
+    EXPECT_EQ(left, expected) << "scripts, images, DAT and intermediate files are gone";
+}
+
+// The one-SOF script logs in to the data-build host and runs the die's emulator; it carries the
+// password, so only its owner may read it.
+TEST_F(PofCompare, OneSofDatScript)
+{
+    prepare_die(CALDER5, C5D1);
+    gen_set_setting("pof_checker/data_build_host", "databuild");
+    gen_set_setting("icd_emulator/C5D1", "/emu/C5D1");
+    access.username_edit()->setText("engineer");
+    access.password_edit()->setText("secret");
+    const std::string base = die_dir + sofs[0].substr(0, sofs[0].size() - 4);
+    const std::string script = checker.create_icd_dat_python(die_dir + sofs[0]);
+    EXPECT_EQ(script, base + ".py");
+    EXPECT_EQ(pof_test_read(script),
+              "import pexpect\n"
+              "PROMPT = \"\\$|\\%|\\>\"\n"
+              "YES_NO = \"yes\"\n"
+              "p=pexpect.spawn('ssh engineer@databuild', timeout = 600)\n"
+              "i=p.expect([YES_NO, 'assword', PROMPT])\n"
+              "if i==0:\n"
+              "   print \"Answering yes...\"\n"
+              "   p.sendline('yes')\n"
+              "   i=p.expect([YES_NO, 'assword', PROMPT])\n"
+              "if i==1:\n"
+              "   print \"Answering with password\"\n"
+              "   i=p.sendline('secret')\n"
+              "   p.expect('$')\n"
+              "else:\n"
+              "   print \"Do not need password\"\n"
+              "p.sendline('/emu/C5D1 -o " + base + " -m3 -img " + base + ".img')\n"
+              "i=p.expect('End of running /emu/C5D1')\n"
+              "p.sendline('exit')\n"
+              "p.close()\n");
+    struct stat info;
+    ASSERT_EQ(stat(script.c_str(), &info), 0);
+    EXPECT_EQ(info.st_mode & 0777, 0600u);
+}

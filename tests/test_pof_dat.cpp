@@ -1,0 +1,188 @@
+// DAT files: the format's edge cases, the 63-character line limit, block boundaries, the ICD
+// raw binary, and a mutation run checked against a plain line-by-line reading.
+#include "pof_test_support.h"
+
+#include "pof_dat_reference.h"
+
+#include "fio.h"
+
+#include <memory>
+#include <random>
+
+namespace {
+
+class PofDat : public ::testing::Test, POF_APPLICATION_FIRST {
+protected:
+    PGMDQ_POF_CHECKER checker;
+    PGMDQ_POF_CHECKER_TEST_ACCESS access{checker};
+    std::string dir = pof_test_temp_dir("pof_dat");
+
+    ~PofDat() override { std::system(("rm -rf " + dir).c_str()); }
+
+    // read_dat's bytes, or nullopt-like empty with `read` false when it gave null.
+    std::vector<unsigned char> read(const std::string& content, bool& read_ok, unsigned& count)
+    {
+        const std::string path = dir + "x.dat";
+        pof_test_write(path, content);
+        const std::unique_ptr<unsigned char[]> data(checker.read_dat(path, count));
+        read_ok = data != nullptr;
+        return read_ok ? std::vector<unsigned char>(data.get(), data.get() + 2 * size_t(count))
+                       : std::vector<unsigned char>();
+    }
+};
+
+struct DAT_CASE {
+    const char* name;
+    std::string content;
+    std::vector<unsigned char> bytes;  // empty: the file is not read
+};
+
+class PofDatCases : public PofDat, public ::testing::WithParamInterface<DAT_CASE> {};
+
+} // namespace
+
+TEST_P(PofDatCases, ReadsAsTheFormatSays)
+{
+    const DAT_CASE& c = GetParam();
+    bool read_ok = false;
+    unsigned count = 99;
+    const auto bytes = read(c.content, read_ok, count);
+    EXPECT_EQ(bytes, c.bytes);
+    EXPECT_EQ(count, c.bytes.size() / 2);
+    EXPECT_EQ(read_ok, !c.bytes.empty());
+    const auto log = access.log();
+    if (c.bytes.empty())
+        EXPECT_EQ(log, std::vector<std::string>{"Error: Fail to read " + dir + "x.dat"});
+    else
+        EXPECT_TRUE(log.empty());
+}
+
+namespace {
+const std::string LINE_63 = "1234" + std::string(59, ' ');
+const std::string LINE_64 = "1234" + std::string(60, ' ');
+} // namespace
+
+INSTANTIATE_TEST_SUITE_P(
+    Format, PofDatCases,
+    ::testing::Values(
+        DAT_CASE{"LowerCaseBetweenBlanksWithComment", "  abcd  // comment\n", {0xCD, 0xAB}},
+        DAT_CASE{"WordsInFileOrder", "0102\nA0B0\nffff\n", {0x02, 0x01, 0xB0, 0xA0, 0xFF, 0xFF}},
+        DAT_CASE{"SlashFirstIsAComment", "/1234\n5678\n", {0x78, 0x56}},
+        DAT_CASE{"CommentAfterBlanksIsAComment", "   // header\n\t5678\n", {0x78, 0x56}},
+        DAT_CASE{"SlashBetweenDigitsLeavesTwoDigits", "1234\n12/34\n", {}},
+        DAT_CASE{"OnlyCommentsAndBlanks", "// a\n\n   \n/x\n", {}},
+        DAT_CASE{"EmptyFile", "", {}},
+        DAT_CASE{"FiveDigitsSpoilTheFile", "1234\n12345\n5678\n", {}},
+        DAT_CASE{"ThreeDigitsSpoilTheFile", "1234\n123\n", {}},
+        DAT_CASE{"NonHexSpoilsTheFile", "1234\n12G4\n", {}},
+        DAT_CASE{"InnerBlankSpoilsTheFile", "12 34\n", {}},
+        DAT_CASE{"LastLineWithoutBreak", "1234\n5678", {0x34, 0x12, 0x78, 0x56}},
+        DAT_CASE{"WindowsLineBreaks", "1234\r\n5678\r\n", {0x34, 0x12, 0x78, 0x56}},
+        DAT_CASE{"SixtyThreeCharactersFit", LINE_63 + "\n5678\n", {0x34, 0x12, 0x78, 0x56}},
+        DAT_CASE{"LongerLineEndsTheReading", "1234\n" + LINE_64 + "\n5678\n", {0x34, 0x12}},
+        DAT_CASE{"LongLineFirstReadsNothing", LINE_64 + "\n5678\n", {}},
+        DAT_CASE{"NulEndsTheLine", std::string("1234\0zz\n5678\n", 13), {0x34, 0x12, 0x78, 0x56}}),
+    [](const ::testing::TestParamInfo<DAT_CASE>& info) { return std::string(info.param.name); });
+
+TEST_F(PofDat, MissingFileFailsToRead)
+{
+    unsigned count = 5;
+    EXPECT_EQ(checker.read_dat(dir + "none.dat", count), nullptr);
+    EXPECT_EQ(count, 0u);
+    EXPECT_EQ(access.log(), std::vector<std::string>{"Error: Fail to read " + dir + "none.dat"});
+}
+
+TEST_F(PofDat, GetDatNeedsABuffer)
+{
+    unsigned char* data = nullptr;
+    EXPECT_EQ(pof_test_internal_error([&] { checker.get_dat(FIO_PATH(dir + "x.dat"), &data); }), "*data != NULL");
+}
+
+TEST_F(PofDat, HexConversionFromTheLastDigit)
+{
+    unsigned char bytes[3] = {0xEE, 0xEE, 0xEE};
+    unsigned char* out = bytes;
+    int digits = -1;
+    EXPECT_TRUE(PGMDQ_POF_CHECKER::make_sure_and_convert_hex("ABC", &digits, &out));
+    EXPECT_EQ(digits, 3);
+    EXPECT_EQ(bytes[0], 0xBC);
+    EXPECT_EQ(bytes[1], 0x0A);
+    EXPECT_EQ(bytes[2], 0xEE);
+    EXPECT_FALSE(PGMDQ_POF_CHECKER::make_sure_and_convert_hex("ab", &digits, &out)) << "upper case only";
+    EXPECT_EQ(digits, 3) << "left as it was";
+    EXPECT_EQ(PGMDQ_POF_CHECKER::get_rid_intermediate_comment("12 // x/y"), "12 ");
+    EXPECT_EQ(PGMDQ_POF_CHECKER::get_rid_intermediate_comment("1234"), "1234");
+}
+
+TEST_F(PofDat, IcdRbfHoldsEachWordLowByteFirst)
+{
+    pof_test_write(dir + "a.dat", "// words\nABCD\n0102\n");
+    checker.create_icd_rbf(dir + "a.dat");
+    EXPECT_EQ(pof_test_read(dir + "a.icd.rbf"), std::string("\xCD\xAB\x02\x01", 4));
+    checker.create_icd_rbf(dir + "missing.dat");
+    EXPECT_FALSE(pof_test_exists(dir + "missing.icd.rbf"));
+}
+
+// Several megabytes of every kind of line, so that lines cross the reader's block boundaries.
+TEST_F(PofDat, LargeMixedFileReadsLikeTheLineByLineReading)
+{
+    std::mt19937 random(7);
+    const char* forms[] = {"%04X\n", "%04x\n", "  %04X  \n", "%04X // c\n", "%04X\r\n", "// %04X\n", "\n",
+                           "\t%04x\t//x\n"};
+    std::string content;
+    while (content.size() < 3u * 1024 * 1024) {
+        char line[64];
+        std::snprintf(line, sizeof line, forms[random() % 8], unsigned(random() & 0xFFFF));
+        content += line;
+    }
+    pof_test_write(dir + "big.dat", content);
+    std::vector<unsigned char> expected;
+    ASSERT_TRUE(pof_reference_read_dat(dir + "big.dat", expected));
+    unsigned count = 0;
+    const std::unique_ptr<unsigned char[]> data(checker.read_dat(dir + "big.dat", count));
+    ASSERT_NE(data, nullptr);
+    EXPECT_EQ(std::vector<unsigned char>(data.get(), data.get() + 2 * size_t(count)), expected);
+}
+
+// Every single-character deletion, replacement and insertion in a valid DAT: the file is read
+// whole exactly when the line-by-line reading accepts it, and otherwise gives the error line and
+// no buffer.
+TEST_F(PofDat, MutationsReadFullyOrFailToRead)
+{
+    const std::string valid = "// emulator output\n0A1B\n  c2d3 // core\n\nFFFF\n/ 1234\n0000\r\n9876";
+    const std::string characters = std::string("0aF/ \n\t\rgx\0", 11);
+    std::vector<std::string> mutants;
+    for (size_t i = 0; i <= valid.size(); ++i)
+        for (char c : characters) {
+            if (i < valid.size()) {
+                mutants.push_back(valid.substr(0, i) + valid.substr(i + 1));
+                mutants.push_back(valid.substr(0, i) + c + valid.substr(i + 1));
+            }
+            mutants.push_back(valid.substr(0, i) + c + valid.substr(i));
+        }
+    int failed_reads = 0;
+    for (const std::string& mutant : mutants) {
+        // A fresh file each time: truncating one in place makes the file system flush it.
+        std::remove((dir + "m.dat").c_str());
+        pof_test_write(dir + "m.dat", mutant);
+        std::vector<unsigned char> expected;
+        const bool valid_file = pof_reference_read_dat(dir + "m.dat", expected) && !expected.empty();
+        access.clear_log();  // a long log makes every new line slow to lay out
+        const int log_before = access.log_count();
+        unsigned count = 7;
+        const std::unique_ptr<unsigned char[]> data(checker.read_dat(dir + "m.dat", count));
+        if (valid_file) {
+            ASSERT_NE(data, nullptr) << mutant;
+            EXPECT_EQ(std::vector<unsigned char>(data.get(), data.get() + 2 * size_t(count)), expected) << mutant;
+            EXPECT_EQ(access.log_count(), log_before);
+        } else {
+            ++failed_reads;
+            EXPECT_EQ(data, nullptr) << mutant;
+            EXPECT_EQ(count, 0u);
+            ASSERT_EQ(access.log_count(), log_before + 1);
+            EXPECT_EQ(access.last_log(), "Error: Fail to read " + dir + "m.dat");
+        }
+    }
+    EXPECT_GT(failed_reads, 100) << "the mutations must reach the invalid cases";
+    EXPECT_LT(failed_reads, int(mutants.size()) - 100) << "and the valid ones";
+}
