@@ -6,6 +6,8 @@
 #include "msg.h"
 #include "pgm_common.h"
 
+#include "build_tree.h"
+
 #include <gtest/gtest.h>
 
 #include <arpa/inet.h>
@@ -14,16 +16,6 @@
 #include <sys/socket.h>
 
 namespace {
-
-std::string build_dir()
-{
-    if (const char* dir = std::getenv("PGMDQ_BUILD_DIR"))
-        return dir;
-    char self[4096];
-    const ssize_t length = readlink("/proc/self/exe", self, sizeof self - 1);
-    const std::string path(self, length > 0 ? static_cast<std::size_t>(length) : 0);
-    return path.substr(0, path.rfind('/', path.rfind('/') - 1));
-}
 
 struct WARNINGS : MSG_SINK {
     std::vector<std::string> texts;

@@ -3,6 +3,8 @@
 // and the data-build host, map the share as "S:" and run commands there.
 #include "gen.h"
 
+#include "build_tree.h"
+
 #include <gtest/gtest.h>
 
 #include <cstdio>
@@ -14,16 +16,6 @@
 #include <unistd.h>
 
 namespace {
-
-std::string build_dir()
-{
-    if (const char* dir = std::getenv("PGMDQ_BUILD_DIR"))
-        return dir;
-    char self[4096];
-    const ssize_t length = readlink("/proc/self/exe", self, sizeof self - 1);
-    const std::string path(self, length > 0 ? static_cast<std::size_t>(length) : 0);
-    return path.substr(0, path.rfind('/', path.rfind('/') - 1));
-}
 
 std::string source_dir()
 {

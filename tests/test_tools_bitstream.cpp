@@ -5,6 +5,8 @@
 #include "cb_tools.h"
 #include "pgm.h"
 
+#include "build_tree.h"
+
 #include <gtest/gtest.h>
 #include <zlib.h>
 
@@ -16,17 +18,6 @@
 #include <unistd.h>
 
 namespace {
-
-// The build tree: CTest names it; by hand, the test's own bin/ directory lies in it.
-std::string build_dir()
-{
-    if (const char* dir = std::getenv("PGMDQ_BUILD_DIR"))
-        return dir;
-    char self[4096];
-    const ssize_t length = readlink("/proc/self/exe", self, sizeof self - 1);
-    const std::string path(self, length > 0 ? static_cast<std::size_t>(length) : 0);
-    return path.substr(0, path.rfind('/', path.rfind('/') - 1));
-}
 
 struct RUN_RESULT {
     int status;
