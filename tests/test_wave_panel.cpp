@@ -114,7 +114,7 @@ private slots:
         QTest::addColumn<QString>("states");
         QTest::newRow("accepted") << standard_cables() << DUT_CABLE << DUT_CABLE << "10000";
         QTest::newRow("cancelled") << standard_cables() << QString() << "No hardware" << "00000";
-        QTest::newRow("unknown cable") << standard_cables() << "USB-Blaster [9-9]" << "No hardware" << "00000";
+        QTest::newRow("unknown cable") << standard_cables() << "Spare-USB [9-9]" << "No hardware" << "00000";
         QTest::newRow("cable refuses to open") << standard_cables(debug_ip(1, 1024), {}, {{"refuse_open", true}})
                                                << DUT_CABLE << "No hardware" << "00000";
     }
