@@ -1,5 +1,6 @@
-// The chain manager's engine on the bench: binding cables, scanning chains, locks, declared
-// faults, the hub's nodes and the debug IP's virtual instructions.
+// The chain manager's engine on the bench: binding cables, scanning chains, locks, the hub's nodes
+// and the debug IP's virtual instructions. The declared cable faults, descriptors and failing
+// sample reads are driven through this engine by the viewer panel's tests.
 #include "test_pgmd_cm_support.h"
 
 #include "bench_protocol.h"
@@ -43,14 +44,6 @@ unsigned read_word(PGMD_CM_ENGINE& engine, unsigned instruction, unsigned device
     return value;
 }
 
-uint64_t sample_value(const unsigned char* bytes)
-{
-    uint64_t value = 0;
-    for (int i = 0; i < 5; ++i)
-        value |= uint64_t(bytes[i]) << (8 * i);
-    return value;
-}
-
 // Reads `count` samples the way the viewer does: 0xE02, then one 37-bit read each.
 std::vector<uint64_t> read_samples(PGMD_CM_ENGINE& engine, unsigned device, size_t count)
 {
@@ -60,24 +53,12 @@ std::vector<uint64_t> read_samples(PGMD_CM_ENGINE& engine, unsigned device, size
         unsigned char bytes[5] = {0xFF, 0xFF, 0xFF, 0xFF, 0xFF};
         if (!engine.read_dr_data(true, SAMPLE_BITS, bytes, device))
             break;
-        samples.push_back(sample_value(bytes));
+        uint64_t value = 0;
+        for (int byte = 0; byte < 5; ++byte)
+            value |= uint64_t(bytes[byte]) << (8 * byte);
+        samples.push_back(value);
     }
     return samples;
-}
-
-// Binds the cable as the DUT cable and opens a session on the device's debug IP.
-bool start_debug_ip(PGMD_CM_ENGINE& engine, const char* cable, unsigned device)
-{
-    return engine.set_tji_hardware(true, handle_of(cable)) && engine.startup_hardware(true, false)
-        && engine.determine_dut_sld_node(device, NODE_KIND_DEBUG_IP);
-}
-
-QJsonObject device_json(const char* name, const char* idcode, const QJsonObject& extra = QJsonObject())
-{
-    QJsonObject device{{"name", name}, {"idcode", idcode}};
-    for (auto it = extra.begin(); it != extra.end(); ++it)
-        device.insert(it.key(), it.value());
-    return device;
 }
 
 } // namespace
@@ -151,8 +132,9 @@ TEST_F(Engine, ScansTheDefaultChains)
 
 TEST_F(Engine, ScansAChainFromJsonWithIrLengthsOfItsOwn)
 {
-    const QJsonArray chain = {device_json("First", "0x0B4750F3", {{"ir_length", 6}}), device_json("Odd part", "0x12345679", {{"ir_length", 13}}),
-                              device_json("Last", "0x00ABC0DD", {{"ir_length", 8}, {"debug_ip", QJsonObject{{"seed", 4}}}})};
+    const QJsonArray chain = {QJsonObject{{"name", "First"}, {"idcode", "0x0B4750F3"}, {"ir_length", 6}},
+                              QJsonObject{{"name", "Odd part"}, {"idcode", "0x12345679"}, {"ir_length", 13}},
+                              QJsonObject{{"name", "Last"}, {"idcode", "0x00ABC0DD"}, {"ir_length", 8}, {"debug_ip", QJsonObject{{"seed", 4}}}}};
     ASSERT_TRUE(load_bench(QJsonObject{{"cables", QJsonArray{QJsonObject{{"name", "Three"}, {"chain", chain}}}}}));
     PGMD_CM_ENGINE engine;
     ASSERT_TRUE(engine.set_tji_hardware(true, 1));
@@ -186,32 +168,11 @@ TEST_F(Engine, ReadsDutIdsIntoTheCallersArrays)
     EXPECT_EQ(std::vector<unsigned>(id_storage, id_storage + 4), (std::vector<unsigned>{0x0B4250F3, 0x020A10DD, 0x0B4350F3, 0}));
 }
 
-TEST_F(Engine, DeclaredCableFaults)
-{
-    ASSERT_TRUE(load_bench(with_value(default_bench_json(), {"cables", 0, "faults"}, QJsonObject{{"refuse_open", true}})));
-    PGMD_CM_ENGINE engine;
-    EXPECT_FALSE(engine.set_tji_hardware(false, 1));
-    EXPECT_EQ(engine.get_hardware_name(false), "");
-
-    for (const QJsonObject& faults : {QJsonObject{{"refuse_lock", true}}, QJsonObject{{"tdo_stuck", 0}}, QJsonObject{{"tdo_stuck", 1}}}) {
-        ASSERT_TRUE(load_bench(with_value(default_bench_json(), {"cables", 1, "faults"}, faults)));
-        PGMD_CM_ENGINE dut_engine;
-        ASSERT_TRUE(dut_engine.set_tji_hardware(true, 2)) << "a cable that opens can be chosen";
-        EXPECT_FALSE(dut_engine.startup_hardware(true, false));
-        EXPECT_FALSE(dut_engine.is_locked(true));
-        const SCAN result = scan(dut_engine, true);
-        EXPECT_FALSE(result.returned_array);
-        EXPECT_EQ(result.error, faults.contains("refuse_lock") ? PGMD_CM_SCAN_ERROR_NO_HARDWARE : PGMD_CM_SCAN_ERROR_CHAIN);
-        EXPECT_FALSE(dut_engine.determine_dut_sld_node(0, NODE_KIND_DEBUG_IP));
-    }
-}
-
 TEST_F(Engine, StartupChecksTheExpectedDeviceCount)
 {
     PGMD_CM_ENGINE engine;
     ASSERT_TRUE(engine.set_tji_hardware(true, handle_of(LAB_CABLE_NAME)));
     engine.set_dut_count(2);
-    EXPECT_EQ(engine.get_dut_count(), 2u);
     EXPECT_FALSE(engine.startup_hardware(true, false));
     EXPECT_FALSE(engine.is_locked(true));
     engine.set_dut_count(3);
@@ -258,6 +219,15 @@ TEST_F(Engine, FindsNodesBehindTheHub)
     EXPECT_TRUE(engine.determine_dut_sld_node(2, NODE_KIND_DEBUG_IP));
     EXPECT_FALSE(engine.determine_dut_sld_node(3, NODE_KIND_DEBUG_IP));
     EXPECT_FALSE(engine.determine_sld_node(false, 0, NODE_KIND_DEBUG_IP)) << "the bench cable is not bound";
+    // Each debug IP of the chain answers for itself.
+    EXPECT_EQ(read_word(engine, DEBUG_DESCRIPTOR, 0), 0x21u);
+    EXPECT_EQ(read_word(engine, DEBUG_DESCRIPTOR, 2), 0x11u);
+    EXPECT_EQ(read_samples(engine, 0, 100), std::vector<uint64_t>(bench_generate_trace(2, 100)));
+    EXPECT_EQ(read_samples(engine, 2, 100), std::vector<uint64_t>(bench_generate_trace(3, 100)));
+    EXPECT_EQ(read_samples(engine, 2, 100), std::vector<uint64_t>(bench_generate_trace(3, 100))) << "reading again starts from sample 0";
+    engine.unlock_hardware(true);
+    unsigned char bytes[5] = {};
+    EXPECT_FALSE(engine.read_dr_data(true, SAMPLE_BITS, bytes, 2)) << "no shifts without the lock";
 
     PGMD_CM_ENGINE bench_side;
     ASSERT_TRUE(bench_side.set_tji_hardware(false, handle_of(BENCH_CABLE_NAME)));
@@ -265,32 +235,12 @@ TEST_F(Engine, FindsNodesBehindTheHub)
     EXPECT_TRUE(bench_side.determine_sld_node(false, 0, NODE_KIND_CONFIG_HW));
 }
 
-TEST_F(Engine, CapturesTheDebugIpTraceLikeTheViewer)
-{
-    PGMD_CM_ENGINE engine;
-    engine.set_dut_count(1);
-    ASSERT_TRUE(start_debug_ip(engine, DUT_CABLE_NAME, 0));
-    EXPECT_EQ(read_word(engine, DEBUG_DESCRIPTOR, 0), 0x11u);
-    EXPECT_EQ(read_word(engine, DEBUG_USEDW, 0), 1024u);
-    ASSERT_TRUE(engine.load_jtag_virtual_instruction(true, DEBUG_USEDW, 0, false, true));
-    unsigned char usedw[4] = {};
-    ASSERT_TRUE(engine.read_dr_data(true, 32, usedw, 0));
-    EXPECT_EQ(usedw[0] | usedw[1] << 8, 1024);
-
-    const std::vector<uint64_t> expected = bench_generate_trace(1, 1024);
-    const std::vector<uint64_t> first = read_samples(engine, 0, 1024);
-    EXPECT_EQ(first, expected);
-    EXPECT_EQ(read_samples(engine, 0, 1024), first) << "reading again starts from sample 0";
-    engine.unlock_hardware(true);
-    engine.set_dut_count(0);
-    EXPECT_FALSE(engine.is_locked(true));
-    EXPECT_FALSE(engine.read_dr_data(true, 37, usedw, 0)) << "no shifts without the lock";
-}
-
 TEST_F(Engine, ResetEmptiesTheTraceWhichRefillsWithTheNextSession)
 {
     PGMD_CM_ENGINE engine;
-    ASSERT_TRUE(start_debug_ip(engine, DUT_CABLE_NAME, 0));
+    ASSERT_TRUE(engine.set_tji_hardware(true, handle_of(DUT_CABLE_NAME)));
+    ASSERT_TRUE(engine.startup_hardware(true, false));
+    ASSERT_TRUE(engine.determine_dut_sld_node(0, NODE_KIND_DEBUG_IP));
     EXPECT_TRUE(engine.load_jtag_virtual_instruction(true, DEBUG_RESET, 0, false, false));
     const unsigned just_after = read_word(engine, DEBUG_USEDW, 0);
     const unsigned later = read_word(engine, DEBUG_USEDW, 0);
@@ -300,45 +250,4 @@ TEST_F(Engine, ResetEmptiesTheTraceWhichRefillsWithTheNextSession)
     const std::vector<uint64_t> next = bench_generate_trace(bench_trace_epoch_seed(1, 1), 1024);
     EXPECT_EQ(read_samples(engine, 0, 1024), next);
     EXPECT_NE(next, bench_generate_trace(1, 1024));
-}
-
-TEST_F(Engine, DescriptorsAsDeclared)
-{
-    struct CASE {
-        int feature;
-        int depth;
-        unsigned descriptor;
-    };
-    for (const CASE& c : {CASE{1, 1024, 0x11}, CASE{0, 1024, 0x10}, CASE{15, 0, 0x0F}, CASE{1, 131072, 0x801}}) {
-        ASSERT_TRUE(load_bench(with_value(default_bench_json(), {"cables", 1, "chain", 0, "debug_ip"},
-                                          QJsonObject{{"feature", c.feature}, {"depth", c.depth}})));
-        PGMD_CM_ENGINE engine;
-        ASSERT_TRUE(start_debug_ip(engine, DUT_CABLE_NAME, 0));
-        EXPECT_EQ(read_word(engine, DEBUG_DESCRIPTOR, 0), c.descriptor);
-    }
-}
-
-TEST_F(Engine, SampleReadsFailAfterTheDeclaredCount)
-{
-    ASSERT_TRUE(load_bench(with_value(default_bench_json(), {"cables", 1, "chain", 0, "faults"}, QJsonObject{{"fail_sample_read_after", 512}})));
-    PGMD_CM_ENGINE engine;
-    ASSERT_TRUE(start_debug_ip(engine, DUT_CABLE_NAME, 0));
-    const std::vector<uint64_t> read = read_samples(engine, 0, 1024);
-    ASSERT_EQ(read.size(), 512u);
-    const std::vector<uint64_t> expected = bench_generate_trace(1, 512);
-    EXPECT_EQ(read, expected);
-    EXPECT_EQ(read_word(engine, DEBUG_USEDW, 0), 1024u) << "other registers still answer";
-}
-
-TEST_F(Engine, ReachesEachDebugIpOfALongerChain)
-{
-    PGMD_CM_ENGINE engine;
-    ASSERT_TRUE(engine.set_tji_hardware(true, handle_of(LAB_CABLE_NAME)));
-    ASSERT_TRUE(engine.startup_hardware(true, false));
-    ASSERT_TRUE(engine.determine_dut_sld_node(0, NODE_KIND_DEBUG_IP));
-    ASSERT_TRUE(engine.determine_dut_sld_node(2, NODE_KIND_DEBUG_IP));
-    EXPECT_EQ(read_word(engine, DEBUG_DESCRIPTOR, 0), 0x21u);
-    EXPECT_EQ(read_word(engine, DEBUG_DESCRIPTOR, 2), 0x11u);
-    EXPECT_EQ(read_samples(engine, 0, 100), std::vector<uint64_t>(bench_generate_trace(2, 100)));
-    EXPECT_EQ(read_samples(engine, 2, 100), std::vector<uint64_t>(bench_generate_trace(3, 100)));
 }

@@ -9,8 +9,6 @@
 #include <QRegularExpression>
 #include <QTemporaryDir>
 
-#include <set>
-
 namespace {
 
 const std::string PS_CFI = "CMD @BR5-TV1-ES @Passive Serial @1.8 V @P30 2Gb 16-bits CFI flash @DCLK";
@@ -104,14 +102,8 @@ TEST_F(Generator, DerivesTheProcessesFromTheSchemes)
         {{"PROCESS -Generate JIC", "Test 1: BR5-TV1-ES - Pass"}, {}},
         {{}, {}},
     };
-    for (const CASE& c : cases) {
-        const std::vector<std::string> processes = determine(c.lines);
-        EXPECT_EQ(processes, c.processes);
-        for (const std::string& line : processes) {
-            EXPECT_EQ(line.compare(0, 7, "PROCESS"), 0);
-            EXPECT_EQ(line[8], '+');
-        }
-    }
+    for (const CASE& c : cases)
+        EXPECT_EQ(determine(c.lines), c.processes);
 }
 
 TEST_F(Generator, OptimizeGroupsTestsAndKeepsEveryLine)
@@ -119,10 +111,7 @@ TEST_F(Generator, OptimizeGroupsTestsAndKeepsEveryLine)
     const std::vector<std::string> lines = {AS_INT100, PS_CFI_25, "PROCESS +Generate SOF", PS_CFI2, CD5_PS, PS_CFI, FPP32_QSPI, PS_CFI};
     // DUT, then memory, scheme and clock; the supply changes fastest; other lines go last.
     const std::vector<std::string> expected = {PS_CFI, PS_CFI, PS_CFI_25, PS_CFI2, FPP32_QSPI, AS_INT100, CD5_PS, "PROCESS +Generate SOF"};
-    const std::vector<std::string> optimized = optimize(lines);
-    EXPECT_EQ(optimized, expected);
-    std::multiset<std::string> before(lines.begin(), lines.end()), after(optimized.begin(), optimized.end());
-    EXPECT_EQ(before, after);
+    EXPECT_EQ(optimize(lines), expected);
     EXPECT_TRUE(optimize({}).empty());
 }
 
@@ -187,7 +176,6 @@ TEST_F(Execute, PassesEveryValidTestOnTheDefaultBench)
     for (size_t i = 0; i < results.size(); ++i) {
         EXPECT_TRUE(results[i].passed()) << results[i].verdict << "\n" << results[i].details.back();
         EXPECT_EQ(results[i].verdict.rfind("Test " + std::to_string(i + 1) + ": BR5-TV1-ES, ", 0), 0u) << results[i].verdict;
-        EXPECT_NE(results[i].verdict.compare(0, 3, "CMD"), 0) << "results never read as commands";
         EXPECT_TRUE(results[i].mentions("matches BR5-TV1-ES"));
         EXPECT_TRUE(results[i].mentions("programmed and verified"));
         EXPECT_TRUE(results[i].mentions("Configuration done"));
