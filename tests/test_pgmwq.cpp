@@ -75,38 +75,22 @@ protected:
     PRESET m_preset = nullptr;
 };
 
-QPushButton* button(QDialog* dialog, QDialogButtonBox::StandardButton which)
-{
-    return dialog->findChild<QDialogButtonBox*>()->button(which);
-}
-
 } // namespace
 
-TEST_F(Pgmwq, PresetAnswersAreUsedOnceEachInOrder)
+// Queued answers are used once each, in order, before the environment's answer, which stays; a
+// cancel or a cable the bench does not have answers 0.
+TEST_F(Pgmwq, PresetAnswersComeBeforeTheEnvironmentAndFollowTheBench)
 {
     m_preset("DUT-USB [1-2]");
     m_preset(nullptr);
     m_preset("Lab-USB [1-3]");
     m_preset("No such cable");
-    EXPECT_EQ(choose(), 2u);
-    EXPECT_EQ(choose(), 0u) << "cancel";
-    EXPECT_EQ(choose(), 3u);
-    EXPECT_EQ(choose(), 0u) << "a cable the bench does not have";
-}
-
-TEST_F(Pgmwq, EnvironmentAnswersEveryCallAfterTheQueuedOnes)
-{
     setenv("PGMWQ_HARDWARE_ANSWER", "Bench-USB [1-1]", 1);
-    m_preset("Lab-USB [1-3]");
-    EXPECT_EQ(choose(), 3u);
-    EXPECT_EQ(choose(), 1u);
-    EXPECT_EQ(choose(), 1u);
+    for (unsigned expected : {2u, 0u, 3u, 0u, 1u, 1u})
+        EXPECT_EQ(choose(), expected);
     setenv("PGMWQ_HARDWARE_ANSWER", "cancel", 1);
     EXPECT_EQ(choose(), 0u);
-}
 
-TEST_F(Pgmwq, AnswersFollowTheBenchsCables)
-{
     ASSERT_TRUE(pgmd_cm_load_bench(R"({"cables": [{"name": "Only", "chain": [{"name": "d", "idcode": 1}]}]})", nullptr));
     m_preset("Only");
     m_preset("DUT-USB [1-2]");
@@ -116,24 +100,17 @@ TEST_F(Pgmwq, AnswersFollowTheBenchsCables)
 
 TEST_F(Pgmwq, TheDialogListsTheCablesAndReturnsTheChosenHandle)
 {
-    QStringList listed;
-    const unsigned chosen = choose_with([&](QDialog* dialog) {
-        auto* list = dialog->findChild<QListWidget*>();
-        for (int i = 0; i < list->count(); ++i)
-            listed << list->item(i)->text();
-        QTest::keyClick(list, Qt::Key_Down);
-        QTest::keyClick(list, Qt::Key_Down);
-        QTest::mouseClick(button(dialog, QDialogButtonBox::Ok), Qt::LeftButton);
-    });
-    EXPECT_EQ(listed, (QStringList{"Bench-USB [1-1]", "DUT-USB [1-2]", "Lab-USB [1-3]"}));
-    EXPECT_EQ(chosen, 3u);
-}
-
-TEST_F(Pgmwq, CancellingTheDialogWritesZero)
-{
-    const unsigned chosen = choose_with([](QDialog* dialog) {
-        QTest::keyClick(dialog->findChild<QListWidget*>(), Qt::Key_Down);
-        QTest::mouseClick(button(dialog, QDialogButtonBox::Cancel), Qt::LeftButton);
-    });
-    EXPECT_EQ(chosen, 0u);
+    for (const auto& [clicked, expected] : {std::pair{QDialogButtonBox::Ok, 3u}, std::pair{QDialogButtonBox::Cancel, 0u}}) {
+        QStringList listed;
+        const unsigned chosen = choose_with([&, clicked = clicked](QDialog* dialog) {
+            auto* list = dialog->findChild<QListWidget*>();
+            for (int i = 0; i < list->count(); ++i)
+                listed << list->item(i)->text();
+            QTest::keyClick(list, Qt::Key_Down);
+            QTest::keyClick(list, Qt::Key_Down);
+            QTest::mouseClick(dialog->findChild<QDialogButtonBox*>()->button(clicked), Qt::LeftButton);
+        });
+        EXPECT_EQ(listed, (QStringList{"Bench-USB [1-1]", "DUT-USB [1-2]", "Lab-USB [1-3]"}));
+        EXPECT_EQ(chosen, expected);
+    }
 }
