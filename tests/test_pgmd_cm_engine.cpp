@@ -225,6 +225,7 @@ TEST_F(Engine, FindsNodesBehindTheHub)
     EXPECT_EQ(read_samples(engine, 0, 100), std::vector<uint64_t>(bench_generate_trace(2, 100)));
     EXPECT_EQ(read_samples(engine, 2, 100), std::vector<uint64_t>(bench_generate_trace(3, 100)));
     EXPECT_EQ(read_samples(engine, 2, 100), std::vector<uint64_t>(bench_generate_trace(3, 100))) << "reading again starts from sample 0";
+    EXPECT_EQ(scan(engine, true).devices.size(), 3u) << "a reset after instruction loads selects IDCODE again";
     engine.unlock_hardware(true);
     unsigned char bytes[5] = {};
     EXPECT_FALSE(engine.read_dr_data(true, SAMPLE_BITS, bytes, 2)) << "no shifts without the lock";
