@@ -9,43 +9,33 @@
 
 #include <gtest/gtest.h>
 
+#include <iterator>
+
 using namespace BENCH_PROTOCOL;
 using S = BENCH_TAP_STATE;
 
 // ---- TAP controller ----------------------------------------------------------------------------
 
-TEST(Tap, WalksThroughBothColumns)
+// Every state's two successors, as the JTAG standard draws the controller.
+TEST(Tap, FollowsTheStandardStateDiagram)
 {
-    struct STEP {
-        bool tms;
-        S state;
+    struct EDGE {
+        S from, on_low, on_high;
     };
-    const std::vector<STEP> walk = {
-        {false, S::RUN_TEST_IDLE}, {false, S::RUN_TEST_IDLE}, {true, S::SELECT_DR_SCAN}, {false, S::CAPTURE_DR},
-        {false, S::SHIFT_DR},      {false, S::SHIFT_DR},      {true, S::EXIT1_DR},       {false, S::PAUSE_DR},
-        {false, S::PAUSE_DR},      {true, S::EXIT2_DR},       {false, S::SHIFT_DR},      {true, S::EXIT1_DR},
-        {true, S::UPDATE_DR},      {true, S::SELECT_DR_SCAN}, {true, S::SELECT_IR_SCAN}, {false, S::CAPTURE_IR},
-        {true, S::EXIT1_IR},       {false, S::PAUSE_IR},      {true, S::EXIT2_IR},       {true, S::UPDATE_IR},
-        {true, S::SELECT_DR_SCAN}, {false, S::CAPTURE_DR},    {true, S::EXIT1_DR},       {true, S::UPDATE_DR},
-        {false, S::RUN_TEST_IDLE}, {true, S::SELECT_DR_SCAN}, {true, S::SELECT_IR_SCAN}, {false, S::CAPTURE_IR},
-        {false, S::SHIFT_IR},      {true, S::EXIT1_IR},       {false, S::PAUSE_IR},      {true, S::EXIT2_IR},
-        {false, S::SHIFT_IR},      {true, S::EXIT1_IR},       {true, S::UPDATE_IR},      {false, S::RUN_TEST_IDLE},
-        {true, S::SELECT_DR_SCAN}, {true, S::SELECT_IR_SCAN}, {true, S::TEST_LOGIC_RESET}, {true, S::TEST_LOGIC_RESET},
+    const EDGE diagram[] = {
+        {S::TEST_LOGIC_RESET, S::RUN_TEST_IDLE, S::TEST_LOGIC_RESET}, {S::RUN_TEST_IDLE, S::RUN_TEST_IDLE, S::SELECT_DR_SCAN},
+        {S::SELECT_DR_SCAN, S::CAPTURE_DR, S::SELECT_IR_SCAN},        {S::CAPTURE_DR, S::SHIFT_DR, S::EXIT1_DR},
+        {S::SHIFT_DR, S::SHIFT_DR, S::EXIT1_DR},                      {S::EXIT1_DR, S::PAUSE_DR, S::UPDATE_DR},
+        {S::PAUSE_DR, S::PAUSE_DR, S::EXIT2_DR},                      {S::EXIT2_DR, S::SHIFT_DR, S::UPDATE_DR},
+        {S::UPDATE_DR, S::RUN_TEST_IDLE, S::SELECT_DR_SCAN},          {S::SELECT_IR_SCAN, S::CAPTURE_IR, S::TEST_LOGIC_RESET},
+        {S::CAPTURE_IR, S::SHIFT_IR, S::EXIT1_IR},                    {S::SHIFT_IR, S::SHIFT_IR, S::EXIT1_IR},
+        {S::EXIT1_IR, S::PAUSE_IR, S::UPDATE_IR},                     {S::PAUSE_IR, S::PAUSE_IR, S::EXIT2_IR},
+        {S::EXIT2_IR, S::SHIFT_IR, S::UPDATE_IR},                     {S::UPDATE_IR, S::RUN_TEST_IDLE, S::SELECT_DR_SCAN},
     };
-    S state = S::TEST_LOGIC_RESET;
-    for (size_t i = 0; i < walk.size(); ++i) {
-        state = bench_tap_next(state, walk[i].tms);
-        ASSERT_EQ(state, walk[i].state) << "step " << i << ": " << bench_tap_state_name(state);
-    }
-}
-
-TEST(Tap, FiveTmsHighReachResetFromEveryState)
-{
-    for (unsigned s = 0; s < BENCH_TAP_STATE_COUNT; ++s) {
-        S state = static_cast<S>(s);
-        for (int i = 0; i < 5; ++i)
-            state = bench_tap_next(state, true);
-        EXPECT_EQ(state, S::TEST_LOGIC_RESET) << bench_tap_state_name(static_cast<S>(s));
+    ASSERT_EQ(std::size(diagram), size_t(BENCH_TAP_STATE_COUNT));
+    for (const EDGE& edge : diagram) {
+        EXPECT_EQ(bench_tap_next(edge.from, false), edge.on_low) << bench_tap_state_name(edge.from);
+        EXPECT_EQ(bench_tap_next(edge.from, true), edge.on_high) << bench_tap_state_name(edge.from);
     }
 }
 
