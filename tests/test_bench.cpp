@@ -1,7 +1,7 @@
-// The simulated bench's parts on their own: the TAP walk, cable locks, the bench file, the debug
-// IP's trace model and the configuration hardware. The devices' IDCODE, IR capture and BYPASS,
-// the hub, the debug IP and the declared faults are checked through the engine (whose chain
-// discovery relies on each of them), the manager and the viewer panel.
+// The simulated bench's parts on their own: the TAP state diagram, cable locks, the bench file,
+// the debug IP's trace model and the configuration hardware. The devices' IDCODE, IR capture and
+// BYPASS, the hub, the debug IP and the declared faults are checked through the engine (whose
+// chain discovery relies on each of them), the manager and the viewer panel.
 #include "bench.h"
 #include "bench_config_hw.h"
 #include "bench_protocol.h"
