@@ -123,18 +123,23 @@ TEST_F(SITE, ImageAndDataStepsRunTheReleaseTools)
     EXPECT_EQ(access((base + ".dat").c_str(), R_OK), 0);
 }
 
-// Script lines of the session, not the log-in preamble: exact prompts, refusal, end of session.
+// Script lines of the session, not the log-in preamble: the exact prompt, a share the workstation
+// does not know, the end of the session with its status and its home folder gone, and refusal.
 struct SESSION_CASE {
     const char* name;
-    bool workstation;        // else the data-build host
     bool right_password;
     const char* script;      // python3 lines that drive `p` after the password was sent
     const char* expected;    // the script's whole output
 };
 
 const SESSION_CASE SESSION_CASES[] = {
-    {"PromptThenExitEndsTheSessionAndRemovesItsHome", true, true,
+    {"PromptUnknownShareAndExit", true,
      "p.expect_exact('$ ')\n"
+     "p.sendline('mount //elsewhere/share S: || echo mount=$?')\n"
+     "p.expect('mount=2')\n"
+     "print(p.before.decode().splitlines()[-1])\n"
+     "p.sendline('test -e S: || echo no-$((1+1))-drive')\n"
+     "p.expect('no-2-drive')\n"
      "p.sendline('echo \"home=$HOME.\"')\n"
      "p.expect('home=(/[^\\n]*)[.]\\n')\n"
      "home = p.match.group(1).decode()\n"
@@ -143,25 +148,13 @@ const SESSION_CASE SESSION_CASES[] = {
      "p.close()\n"
      "import os\n"
      "print('exit status', p.exitstatus, 'home left', os.path.exists(home))\n",
-     "exit status 3 home left False\n"},
-    {"WrongPasswordRefused", true, false,
+     "mount: the network name //elsewhere/share cannot be found\nexit status 3 home left False\n"},
+    {"WrongPasswordRefused", false,
      "p.expect(pexpect.EOF)\n"
      "print(p.before.decode().strip())\n"
      "p.close()\n"
      "print('exit status', p.exitstatus)\n",
      "engineer@loopback-ws: Permission denied (password).\nexit status 255\n"},
-    {"UnknownShareIsNotMapped", true, true,
-     "p.sendline('mount //elsewhere/share S: || echo mount=$?')\n"
-     "p.expect('mount=2')\n"
-     "print(p.before.decode().splitlines()[-1])\n"
-     "p.sendline('test -e S: || echo no-$((1+1))-drive')\n"
-     "p.expect('no-2-drive')\n",
-     "mount: the network name //elsewhere/share cannot be found\n"},
-    {"DataHostHasNoDriveMapping", false, true,
-     "p.sendline('command -v mount | grep -c workstation')\n"
-     "p.expect('(\\d)\\n')\n"
-     "print(p.match.group(1).decode())\n",
-     "0\n"},
 };
 
 class SESSION : public SITE, public ::testing::WithParamInterface<SESSION_CASE> {};
@@ -169,7 +162,7 @@ class SESSION : public SITE, public ::testing::WithParamInterface<SESSION_CASE> 
 TEST_P(SESSION, BehavesAsAnSshLogIn)
 {
     const SESSION_CASE& c = GetParam();
-    const std::string host = setting(c.workstation ? "image_build_host" : "data_build_host");
+    const std::string host = setting("image_build_host");
     const std::string prompt = m_user + "@" + host + "'s password: ";
     const std::string script = "import pexpect\n"
                                "p = pexpect.spawn('ssh " + m_user + "@" + host + "', timeout=10)\n"
@@ -214,7 +207,8 @@ TEST_F(SITE, AccountComesFromTheSettingsTheHostNames)
 }
 
 // The settings as the checker reads them: the Windows roots come out of the escaped INI values
-// as UNC paths, and the regression directory lies in the data root that "S:/data/" maps to.
+// as UNC paths, the regression directory lies in the data root that "S:/data/" maps to, and every
+// die has its emulator in the site.
 TEST_F(SITE, SettingsDescribeOneConsistentSite)
 {
     for (const std::string root : {"rk", "nv"}) {
@@ -223,11 +217,9 @@ TEST_F(SITE, SettingsDescribeOneConsistentSite)
         EXPECT_EQ(setting(root + "_linux_test_dir"), linux_root + setting("test_short_dir"));
     }
     EXPECT_EQ(gen_get_setting("loopback/share_root") + "/data/", setting("linux_rk_test_dir"));
-    for (const char* die : {"B5D1", "B5D2", "B5D3", "B5D4", "B5D5", "B5D6", "C5D1", "C5D2", "C5D3", "C5D4", "D5D1",
-                            "D5D2", "D5D3", "D5D4", "D5D5", "KS50", "KS120", "KS470"}) {
-        const std::string path = gen_get_setting(std::string("icd_emulator/") + die);
-        EXPECT_EQ(path, build_dir() + "/site/icd_emulator/" + die + "/" + die);
-    }
+    for (const std::string die : {"B5D1", "B5D2", "B5D3", "B5D4", "B5D5", "B5D6", "C5D1", "C5D2", "C5D3", "C5D4",
+                                  "D5D1", "D5D2", "D5D3", "D5D4", "D5D5", "KS50", "KS120", "KS470"})
+        EXPECT_EQ(gen_get_setting("icd_emulator/" + die), build_dir() + "/site/icd_emulator/" + die + "/" + die);
 }
 
 // The script that prepares the sample release puts it where the settings look for it: the
