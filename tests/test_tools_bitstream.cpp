@@ -301,13 +301,11 @@ INSTANTIATE_TEST_SUITE_P(
         REFUSAL{"EmulatorUsage", "$E/C5D1/C5D1 -o $D", 1, "usage:"}),
     [](const testing::TestParamInfo<REFUSAL>& info) { return std::string(info.param.name); });
 
-// Converters for every family, three SOFs per die of which the third is gzip-compressed and
-// unpacks into a design the programmer reads, redundancy files for the family that has them, and
-// an emulator with its model per die.
+// Three SOFs per die of which the third is gzip-compressed and unpacks into a design the
+// programmer reads, redundancy files for the family that has them, only the dies asked for, and
+// the documented disagreement. (The die test runs every family's converter and each die's emulator.)
 TEST_F(ToolsRelease, TreeLayout)
 {
-    for (const char* family : {"boreal5", "calder5", "dunlin5", "kestrel"})
-        EXPECT_EQ(access(converter(family).c_str(), X_OK), 0) << family;
     for (const std::string die : {"B5D1", "C5D1", "C5D2", "D5D1", "D5D2", "KS50"}) {
         const std::string family = cb_find_die(die)->family;
         for (int k = 1; k <= 3; ++k) {
@@ -322,8 +320,6 @@ TEST_F(ToolsRelease, TreeLayout)
             EXPECT_TRUE(element.create_chain_element(1, 0, die.c_str(), 0, 0, 0)) << element.get_error();
         }
         EXPECT_EQ(exists(die_dir(family, die) + die + ".rif"), family == "boreal5") << die;
-        EXPECT_EQ(access(emulator(die).c_str(), X_OK), 0) << die;
-        EXPECT_TRUE(exists(emulator(die) + ".model")) << die;
     }
     EXPECT_FALSE(exists(s_release + "/kestrel/KS470"));
     std::ifstream notes(s_release + "/RELEASE.txt");
