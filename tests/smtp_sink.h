@@ -23,16 +23,12 @@ struct SMTP_SINK_MAIL {
     // The value of a header line; empty when the mail has none.
     std::string header(const std::string& name) const
     {
-        const std::string start = name + ": ";
-        for (std::size_t line = 0; line < headers_end();) {
-            const std::size_t end = data.find("\r\n", line);
-            if (end == std::string::npos)
-                break;
-            if (data.compare(line, start.size(), start) == 0)
-                return data.substr(line + start.size(), end - line - start.size());
-            line = end + 2;
-        }
-        return std::string();
+        const std::string headers = "\r\n" + data.substr(0, headers_end() + 2);
+        const std::size_t line = headers.find("\r\n" + name + ": ");
+        if (line == std::string::npos)
+            return std::string();
+        const std::size_t value = line + 2 + name.size() + 2;
+        return headers.substr(value, headers.find("\r\n", value) - value);
     }
     std::string body() const { return data.substr(headers_end() + 4); }
     // Where the blank line after the headers begins.

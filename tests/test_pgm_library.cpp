@@ -7,7 +7,6 @@
 #include <zlib.h>
 
 #include <algorithm>
-#include <cstdio>
 #include <cstring>
 #include <fstream>
 #include <functional>
@@ -23,17 +22,6 @@ std::string temp_dir()
     return std::string(mkdtemp(pattern)) + "/";
 }
 
-std::vector<unsigned char> read_file(const std::string& path)
-{
-    std::ifstream in(path, std::ios::binary);
-    return std::vector<unsigned char>(std::istreambuf_iterator<char>(in), {});
-}
-
-void write_file(const std::string& path, const std::vector<unsigned char>& bytes)
-{
-    std::ofstream(path, std::ios::binary).write(reinterpret_cast<const char*>(bytes.data()), bytes.size());
-}
-
 // The textbook register, one bit at a time.
 std::uint16_t reference_crc16(const unsigned char* data, std::size_t start, std::size_t bits, std::uint16_t crc,
                               std::uint16_t poly)
@@ -45,90 +33,78 @@ std::uint16_t reference_crc16(const unsigned char* data, std::size_t start, std:
     return crc;
 }
 
-const unsigned char CHECK_TEXT[] = "123456789";
+unsigned get_le(const unsigned char* p, int bytes)
+{
+    unsigned value = 0;
+    for (int i = bytes - 1; i >= 0; --i)
+        value = (value << 8) | p[i];
+    return value;
+}
+
+std::vector<unsigned char> concatenate(const std::vector<PGMIO_BIT_VECTOR>& vectors)
+{
+    std::vector<unsigned char> stream;
+    for (const PGMIO_BIT_VECTOR& vector : vectors)
+        stream.insert(stream.end(), vector.get_base_address(), vector.get_base_address() + vector.get_byte_size());
+    return stream;
+}
+
+// Refused: false, the path and reason as the error, and nothing of the file held.
+void expect_refused(const std::string& path, const std::string& reason)
+{
+    PGM_CHAIN_ELEMENT element(nullptr);
+    element.set_design_file(path);
+    EXPECT_FALSE(element.create_chain_element(1, 0, nullptr, 0, 0, 0));
+    EXPECT_EQ(element.get_error(), path + ": " + reason);
+    EXPECT_EQ(element.get_device(), nullptr);
+    EXPECT_TRUE(element.get_bit_vector_list().empty());
+}
 
 } // namespace
 
 // Catalogue check values for "123456789": CRC-16/ARC (the frame CRC), CRC-16/KERMIT (another
-// reflected polynomial) and CRC-16/MODBUS (a non-zero initial value).
-struct CATALOGUE_CASE {
-    const char* name;
-    std::uint16_t init;
-    std::uint16_t poly;
-    std::uint16_t check;
-};
-
-class Crc16Catalogue : public testing::TestWithParam<CATALOGUE_CASE> {};
-
-TEST_P(Crc16Catalogue, CheckValue)
+// reflected polynomial) and CRC-16/MODBUS (a non-zero initial value); then any bit range against
+// the bit-serial register.
+TEST(Crc16, CatalogueValuesAndBitSerialRegisterOnAnyRange)
 {
-    const CATALOGUE_CASE& c = GetParam();
-    EXPECT_EQ(PGM_COMMON::calculate_crc16(CHECK_TEXT, 0, 72, c.init, c.poly), c.check) << c.name;
-}
+    const unsigned char check[] = "123456789";
+    EXPECT_EQ(PGM_COMMON::calculate_crc16(check, 0, 72, 0x0000, 0xA001), 0xBB3D) << "ARC";
+    EXPECT_EQ(PGM_COMMON::calculate_crc16(check, 0, 72, 0x0000, 0x8408), 0x2189) << "KERMIT";
+    EXPECT_EQ(PGM_COMMON::calculate_crc16(check, 0, 72, 0xFFFF, 0xA001), 0x4B37) << "MODBUS";
 
-INSTANTIATE_TEST_SUITE_P(Catalogue, Crc16Catalogue,
-                         testing::Values(CATALOGUE_CASE{"ARC", 0x0000, 0xA001, 0xBB3D},
-                                         CATALOGUE_CASE{"KERMIT", 0x0000, 0x8408, 0x2189},
-                                         CATALOGUE_CASE{"MODBUS", 0xFFFF, 0xA001, 0x4B37}));
-
-TEST(Crc16, MatchesBitSerialRegisterOnAnyRange)
-{
     std::mt19937 random(7);
     std::vector<unsigned char> data(600);
     for (unsigned char& byte : data)
         byte = static_cast<unsigned char>(random());
-    const std::size_t starts[] = {0, 1, 7, 8, 13, 64, 301};
-    const std::size_t lengths[] = {0, 1, 5, 8, 9, 63, 64, 65, 1000, 3000};
-    for (std::size_t start : starts)
-        for (std::size_t bits : lengths)
+    for (std::size_t start : {0, 1, 7, 8, 13, 64, 301})
+        for (std::size_t bits : {0, 1, 5, 8, 9, 63, 64, 65, 1000, 3000})
             for (std::uint16_t init : {std::uint16_t(0), std::uint16_t(0x1D0F)})
                 EXPECT_EQ(PGM_COMMON::calculate_crc16(data.data(), start, bits, init, 0xA001),
                           reference_crc16(data.data(), start, bits, init, 0xA001))
                     << "start " << start << " bits " << bits << " init " << init;
 }
 
-TEST(Crc16, LinearWithZeroInitialValue)
-{
-    std::mt19937 random(11);
-    std::vector<unsigned char> a(100), b(100), both(100);
-    for (std::size_t i = 0; i < a.size(); ++i) {
-        a[i] = static_cast<unsigned char>(random());
-        b[i] = static_cast<unsigned char>(random());
-        both[i] = a[i] ^ b[i];
-    }
-    EXPECT_EQ(PGM_COMMON::calculate_crc16(both.data(), 0, 784, 0, 0xA001),
-              PGM_COMMON::calculate_crc16(a.data(), 0, 784, 0, 0xA001) ^
-                  PGM_COMMON::calculate_crc16(b.data(), 0, 784, 0, 0xA001));
-}
-
-// The die table the POF checker walks, family by family, in this order.
+// The die table the POF checker walks, family by family, in this order, with streams from a few
+// KiB (tests) to over 32 MiB.
 TEST(DeviceDatabase, CoversEveryDieOfTheFamilies)
 {
-    const std::vector<std::pair<std::string, std::string>> expected = {
-        {"boreal5", "B5D1"}, {"boreal5", "B5D2"}, {"boreal5", "B5D3"}, {"boreal5", "B5D4"}, {"boreal5", "B5D5"},
-        {"boreal5", "B5D6"}, {"calder5", "C5D1"}, {"calder5", "C5D2"}, {"calder5", "C5D3"}, {"calder5", "C5D4"},
-        {"dunlin5", "D5D1"}, {"dunlin5", "D5D2"}, {"dunlin5", "D5D3"}, {"dunlin5", "D5D4"}, {"dunlin5", "D5D5"},
-        {"kestrel", "KS50"}, {"kestrel", "KS120"}, {"kestrel", "KS470"}};
+    const char* const expected[] = {"boreal5/B5D1",  "boreal5/B5D2",  "boreal5/B5D3",  "boreal5/B5D4", "boreal5/B5D5",
+                                    "boreal5/B5D6",  "calder5/C5D1",  "calder5/C5D2",  "calder5/C5D3", "calder5/C5D4",
+                                    "dunlin5/D5D1",  "dunlin5/D5D2",  "dunlin5/D5D3",  "dunlin5/D5D4", "dunlin5/D5D5",
+                                    "kestrel/KS50", "kestrel/KS120", "kestrel/KS470"};
     const std::vector<PGM_DIE_INFO>& dies = PGM_DEVICE_DATABASE::get_dies();
-    ASSERT_EQ(dies.size(), expected.size());
-    for (std::size_t i = 0; i < dies.size(); ++i) {
-        EXPECT_EQ(dies[i].family, expected[i].first);
-        EXPECT_EQ(dies[i].die, expected[i].second);
-    }
-    EXPECT_EQ(PGM_DEVICE_DATABASE::find_die("ks120"), &dies[16]);
-    EXPECT_EQ(PGM_DEVICE_DATABASE::find_die("KS12"), nullptr);
-}
-
-TEST(DeviceDatabase, StreamsRangeFromAFewKibToOverThirtyTwoMib)
-{
+    ASSERT_EQ(dies.size(), std::size(expected));
     std::size_t smallest = SIZE_MAX, largest = 0;
-    for (const PGM_DIE_INFO& die : PGM_DEVICE_DATABASE::get_dies()) {
-        const PGM_DEVICE device(die);
-        smallest = std::min(smallest, device.get_stream_byte_size());
-        largest = std::max(largest, device.get_stream_byte_size());
+    for (std::size_t i = 0; i < dies.size(); ++i) {
+        EXPECT_EQ(std::string(dies[i].family) + "/" + dies[i].die, expected[i]);
+        const std::size_t size = PGM_DEVICE(dies[i]).get_stream_byte_size();
+        smallest = std::min(smallest, size);
+        largest = std::max(largest, size);
     }
     EXPECT_LE(smallest, 4u * 1024);
     EXPECT_GE(largest, 32u * 1024 * 1024);
+    EXPECT_EQ(PGM_DEVICE_DATABASE::find_die("ks120"), &dies[16]);
+    EXPECT_EQ(PGM_DEVICE_DATABASE::find_die("KS12"), nullptr);
 }
 
 class SectionTree : public testing::TestWithParam<PGM_DIE_INFO> {};
@@ -141,8 +117,7 @@ TEST_P(SectionTree, TilesTheStreamWithTheDocumentedTypes)
     const PGM_PCF_CONTAINER* pcf = device.get_pcf_info();
     ASSERT_NE(pcf, nullptr);
     const PGM_PCF_TREE_LIST* tree = pcf->get_pcf_file_info();
-    ASSERT_NE(tree, nullptr);
-    ASSERT_FALSE(tree->empty());
+    ASSERT_TRUE(tree && !tree->empty());
     const PGM_F2P_CONSTANTS* constants = tree->front().get_f2p_constants();
     ASSERT_NE(constants, nullptr);
     EXPECT_EQ(constants->m_cb_data_width, 32u);
@@ -168,6 +143,7 @@ TEST_P(SectionTree, TilesTheStreamWithTheDocumentedTypes)
                 EXPECT_EQ(section.get_frame_count() * frame_bits, section.get_byte_size() * 8);
                 EXPECT_EQ(section.get_frame_start_bit(section.get_frame_count() - 1),
                           section.get_end_byte() * 8 - frame_bits);
+                EXPECT_THROW(section.get_frame_start_bit(section.get_frame_count()), MSG_INTERNAL_ERROR_EXCEPTION);
             } else {
                 EXPECT_EQ(section.get_frame_bits(), 0u);
             }
@@ -190,54 +166,10 @@ TEST_P(SectionTree, TilesTheStreamWithTheDocumentedTypes)
 INSTANTIATE_TEST_SUITE_P(EveryDie, SectionTree, testing::ValuesIn(PGM_DEVICE_DATABASE::get_dies()),
                          [](const testing::TestParamInfo<PGM_DIE_INFO>& info) { return std::string(info.param.die); });
 
-TEST(SectionTree, FrameOfAPeripheryAndACoreSection)
-{
-    const PGM_DEVICE device(*PGM_DEVICE_DATABASE::find_die("D5D1"));
-    const PGM_PCF_TREE_LIST& tree = *device.get_pcf_info()->get_pcf_file_info();
-    const PGM_PCF_TREE_ELEMENT& periphery = tree[1].get_children()[0];
-    const PGM_PCF_TREE_ELEMENT& core1 = tree[2].get_children()[1];
-    EXPECT_EQ(periphery.get_type(), unsigned(PGM_SECTION_EDCRC_FRAMES));
-    EXPECT_EQ(periphery.get_start_byte(), 64u);
-    EXPECT_EQ(periphery.get_frame_bits(), 384u);
-    EXPECT_EQ(periphery.get_frame_count(), 64u);
-    EXPECT_EQ(periphery.get_frame_start_bit(1), 64u * 8 + 384);
-    EXPECT_EQ(core1.get_type(), unsigned(PGM_SECTION_CORE_FRAMES));
-    EXPECT_EQ(core1.get_name(), "core 1");
-    EXPECT_EQ(core1.get_start_byte(), 64u + (64 + 24) * 48);
-    EXPECT_THROW(periphery.get_frame_start_bit(64), MSG_INTERNAL_ERROR_EXCEPTION);
-}
-
-namespace {
-
-const PGM_PCF_TREE_ELEMENT& first_section_of_type(const PGM_DEVICE& device, unsigned type)
-{
-    for (const PGM_PCF_TREE_ELEMENT& block : *device.get_pcf_info()->get_pcf_file_info())
-        for (const PGM_PCF_TREE_ELEMENT& section : block.get_children())
-            if (section.get_type() == type)
-                return section;
-    throw std::logic_error("no such section");
-}
-
-std::vector<unsigned char> concatenate(const std::vector<PGMIO_BIT_VECTOR>& vectors)
-{
-    std::vector<unsigned char> stream;
-    for (const PGMIO_BIT_VECTOR& vector : vectors)
-        stream.insert(stream.end(), vector.get_base_address(), vector.get_base_address() + vector.get_byte_size());
-    return stream;
-}
-
-unsigned get_le(const unsigned char* p, int bytes)
-{
-    unsigned value = 0;
-    for (int i = bytes - 1; i >= 0; --i)
-        value = (value << 8) | p[i];
-    return value;
-}
-
-} // namespace
-
-// A compiled design leaves the control block's fields empty and seals each frame with its CRC-16.
-TEST(Design, FramesCarryAddressCrc16AndEmptyControlBlockFields)
+// A compiled design passes the design checks (each frame sealed with its CRC-16, the control
+// block's fields empty; the damaged-file cases show that they catch both), starts with the option
+// block's sync word, IDCODE and size, and depends on its seed alone.
+TEST(Design, CompiledDesignPassesTheChecks)
 {
     const PGM_DEVICE device(*PGM_DEVICE_DATABASE::find_die("C5D1"));
     const PGM_SOF_DESIGN design = pgm_compile_design(device, 5);
@@ -248,23 +180,6 @@ TEST(Design, FramesCarryAddressCrc16AndEmptyControlBlockFields)
     EXPECT_EQ(get_le(stream.data() + 4, 4), device.get_idcode());
     EXPECT_EQ(get_le(stream.data() + 8, 4), stream.size());
 
-    const PGM_PCF_TREE_ELEMENT& periphery = first_section_of_type(device, PGM_SECTION_EDCRC_FRAMES);
-    const PGM_PCF_TREE_ELEMENT& core = first_section_of_type(device, PGM_SECTION_CORE_FRAMES);
-    unsigned used_frames = 0;
-    for (const PGM_PCF_TREE_ELEMENT* section : {&periphery, &core})
-        for (std::size_t f = 0; f < section->get_frame_count(); ++f) {
-            const unsigned L = section->get_frame_bits();
-            const unsigned char* frame = stream.data() + section->get_frame_start_bit(f) / 8;
-            EXPECT_EQ(get_le(frame + (L - 16) / 8, 2), reference_crc16(frame, 0, L - 16, 0, 0xA001));
-            if (section == &periphery) {
-                EXPECT_EQ(get_le(frame, 4), f);
-                EXPECT_EQ(get_le(frame + (L - 64) / 8, 4), 0u);
-            } else {
-                EXPECT_EQ(get_le(frame + (L - 32) / 8, 2), 0u);
-            }
-            used_frames += get_le(frame + 4, 4) != 0;
-        }
-    EXPECT_GT(used_frames, 0u);
     EXPECT_NE(concatenate(pgm_compile_design(device, 6).vectors), stream);
     EXPECT_EQ(concatenate(pgm_compile_design(device, 5).vectors), stream);
 }
@@ -280,15 +195,6 @@ protected:
     }
     void TearDown() override { std::system(("rm -rf " + m_dir).c_str()); }
 
-    // Rewrites the file's vector checksum so that only the deeper checks can catch a change.
-    void reseal(std::vector<unsigned char>& bytes)
-    {
-        const std::size_t data = 64 + 16 * get_le(bytes.data() + 44, 4);
-        const uLong crc = crc32(0L, bytes.data() + data, static_cast<uInt>(bytes.size() - data));
-        for (int i = 0; i < 4; ++i)
-            bytes[48 + i] = static_cast<unsigned char>(crc >> (8 * i));
-    }
-
     std::string m_dir;
     std::string m_path;
     PGM_SOF_DESIGN m_design;
@@ -296,18 +202,10 @@ protected:
 
 TEST_F(SofFileTest, RoundTripThroughTheChainElement)
 {
-    PGM_SOF_DESIGN read;
-    std::string error;
-    ASSERT_TRUE(pgm_sof_read(m_path, read, error)) << error;
-    EXPECT_EQ(read.family, "boreal5");
-    EXPECT_EQ(read.die, "B5D1");
-    EXPECT_TRUE(read.vectors == m_design.vectors);
-
     PGM_CHAIN_ELEMENT element(nullptr);
     EXPECT_EQ(element.get_device(), nullptr);
     element.set_design_file(m_path);
     ASSERT_TRUE(element.create_chain_element(1, 0, nullptr, 0, 0, 0)) << element.get_error();
-    EXPECT_EQ(element.get_parent(), nullptr);
     ASSERT_NE(element.get_device(), nullptr);
     EXPECT_EQ(element.get_device()->get_name(), "B5D1");
     EXPECT_TRUE(element.get_bit_vector_list() == m_design.vectors);
@@ -319,26 +217,13 @@ TEST_F(SofFileTest, RoundTripThroughTheChainElement)
     EXPECT_EQ(eram->m_byte_size, 1024u);
     EXPECT_EQ(eram->m_start_byte + eram->m_byte_size, stream.size());
     EXPECT_EQ(std::memcmp(eram->m_data, stream.data() + eram->m_start_byte, eram->m_byte_size), 0);
-}
 
-TEST_F(SofFileTest, FileLayoutIsTheDocumentedOne)
-{
-    const std::vector<unsigned char> bytes = read_file(m_path);
-    EXPECT_EQ(std::string(reinterpret_cast<const char*>(bytes.data()), 7), "SOFDSGN");
-    EXPECT_EQ(bytes[7], 0x1A);
-    EXPECT_EQ(get_le(bytes.data() + 8, 2), 1u);
-    EXPECT_EQ(get_le(bytes.data() + 10, 2), 64u);
-    EXPECT_STREQ(reinterpret_cast<const char*>(bytes.data() + 12), "boreal5");
-    EXPECT_STREQ(reinterpret_cast<const char*>(bytes.data() + 28), "B5D1");
-    const unsigned count = get_le(bytes.data() + 44, 4);
-    ASSERT_EQ(count, m_design.vectors.size());
-    std::size_t offset = 64 + 16 * count;
-    for (unsigned i = 0; i < count; ++i) {
-        EXPECT_EQ(get_le(bytes.data() + 64 + 16 * i, 4), m_design.vectors[i].get_bit_size());
-        EXPECT_EQ(get_le(bytes.data() + 64 + 16 * i + 8, 4), offset);
-        offset += m_design.vectors[i].get_byte_size();
-    }
-    EXPECT_EQ(bytes.size(), offset);
+    // A die without embedded RAM has no RAM information.
+    ASSERT_TRUE(pgm_sof_write(m_path, pgm_compile_design(PGM_DEVICE(*PGM_DEVICE_DATABASE::find_die("C5D2")), 1)));
+    PGM_CHAIN_ELEMENT without_ram(nullptr);
+    without_ram.set_design_file(m_path);
+    ASSERT_TRUE(without_ram.create_chain_element(1, 0, nullptr, 0, 0, 0)) << without_ram.get_error();
+    EXPECT_EQ(without_ram.get_eram_info(), nullptr);
 }
 
 TEST_F(SofFileTest, IdentityOnlyHoldsNoDeviceData)
@@ -379,30 +264,12 @@ TEST_F(SofFileTest, ExpectationsOfTheChainAreChecked)
     }
 }
 
-// Every damaged or foreign file is refused with its reason, and the element holds nothing of it.
-struct BAD_FILE_CASE {
-    const char* name;
-    std::function<void(std::vector<unsigned char>&)> damage;
-    bool reseal;
-    const char* error;
-};
-
-class SofBadFile : public SofFileTest, public testing::WithParamInterface<BAD_FILE_CASE> {};
-
-TEST_P(SofBadFile, IsRefusedWithItsReason)
+TEST(SofFile, MissingFileAndDirectoryAreRefused)
 {
-    std::vector<unsigned char> bytes = read_file(m_path);
-    GetParam().damage(bytes);
-    if (GetParam().reseal)
-        reseal(bytes);
-    write_file(m_path, bytes);
-
-    PGM_CHAIN_ELEMENT element(nullptr);
-    element.set_design_file(m_path);
-    EXPECT_FALSE(element.create_chain_element(1, 0, nullptr, 0, 0, 0));
-    EXPECT_EQ(element.get_error(), m_path + ": " + GetParam().error);
-    EXPECT_EQ(element.get_device(), nullptr);
-    EXPECT_TRUE(element.get_bit_vector_list().empty());
+    const std::string dir = temp_dir();
+    for (const std::string& path : {dir + "missing.sof", dir})
+        expect_refused(path, "cannot open the file");
+    rmdir(dir.c_str());
 }
 
 namespace {
@@ -428,78 +295,84 @@ void set_name(std::vector<unsigned char>& bytes, std::size_t offset, const char*
     std::memcpy(bytes.data() + offset, name, std::strlen(name));
 }
 
+// Rewrites the file's vector checksum so that only the deeper checks can catch a change.
+void reseal(std::vector<unsigned char>& bytes)
+{
+    const std::size_t data = 64 + 16 * get_le(bytes.data() + 44, 4);
+    const uLong crc = crc32(0L, bytes.data() + data, static_cast<uInt>(bytes.size() - data));
+    for (int i = 0; i < 4; ++i)
+        bytes[48 + i] = static_cast<unsigned char>(crc >> (8 * i));
+}
+
 // Byte offsets in the B5D1 file: 64-byte header, 4 table entries, then the stream.
 constexpr std::size_t STREAM = 64 + 4 * 16;
 constexpr std::size_t FIRST_FRAME = STREAM + 64;
 
+// Every damaged or foreign file is refused with its reason.
+struct BAD_FILE_CASE {
+    const char* name;
+    std::function<void(std::vector<unsigned char>&)> damage;
+    const char* error;
+};
+
+const BAD_FILE_CASE BAD_FILE_CASES[] = {
+    {"Empty", [](auto& b) { b.clear(); }, "not a design file"},
+    {"Gzip", [](auto& b) { b = gzip(b); }, "the file is gzip-compressed"},
+    {"Magic", [](auto& b) { b[0] = 'X'; }, "not a design file"},
+    {"Version", [](auto& b) { b[8] = 2; }, "unsupported design file version 2"},
+    {"Reserved", [](auto& b) { b[60] = 1; }, "damaged design file header"},
+    {"NoVectors", [](auto& b) { b[44] = 0; }, "bad number of bit vectors"},
+    {"Truncated", [](auto& b) { b.pop_back(); }, "the file is truncated"},
+    {"TrailingByte", [](auto& b) { b.push_back(0); }, "unexpected bytes after the last bit vector"},
+    {"TableOffset", [](auto& b) { b[64 + 16 + 8] += 1; }, "damaged bit vector table"},
+    {"HugeVector", [](auto& b) { b[64 + 7] = 0x7F; }, "the file is truncated"},
+    {"Checksum", [](auto& b) { b[FIRST_FRAME + 5] ^= 0x10; }, "checksum mismatch"},
+    {"UnknownDie", [](auto& b) { set_name(b, 28, "B5D9"); }, "unknown die B5D9"},
+    {"WrongFamily", [](auto& b) { set_name(b, 12, "calder5"); }, "die B5D1 is not of family calder5"},
+    // The cases below reseal the checksum so that only the deeper checks can catch them.
+    {"VectorSplit",
+     [](auto& b) {
+         // Option block two bytes short (512 to 496 bits), periphery two longer.
+         b[64] = 0xF0;
+         b[65] = 0x01;
+         b[64 + 16 + 8] -= 2;
+         b[64 + 16] += 16;
+         reseal(b);
+     },
+     "bit vector 0 does not fit block options"},
+    {"SyncWord", [](auto& b) { b[STREAM] ^= 1, reseal(b); }, "the option block has no sync word"},
+    {"FrameBit", [](auto& b) { b[FIRST_FRAME + 32 + 5] ^= 0x04, reseal(b); },
+     "frame 1 of section periphery: CRC-16 mismatch"},
+    {"EdcrcFilled",
+     [](auto& b) {
+         // The CRC-32 field of frame 0 (bytes 24..27 of a 32-byte frame) and a CRC-16 that covers
+         // it, so only the empty-field rule catches it.
+         unsigned char* frame = b.data() + FIRST_FRAME;
+         frame[24] = 0x5A;
+         const std::uint16_t crc = PGM_COMMON::calculate_crc16(frame, 0, 240, 0, 0xA001);
+         frame[30] = crc & 0xFF;
+         frame[31] = crc >> 8;
+         reseal(b);
+     },
+     "frame 0 of section periphery: the control block's field is not empty"},
+};
+
 } // namespace
 
-INSTANTIATE_TEST_SUITE_P(
-    Damage, SofBadFile,
-    testing::Values(
-        BAD_FILE_CASE{"Empty", [](auto& b) { b.clear(); }, false, "not a design file"},
-        BAD_FILE_CASE{"Gzip", [](auto& b) { b = gzip(b); }, false, "the file is gzip-compressed"},
-        BAD_FILE_CASE{"Magic", [](auto& b) { b[0] = 'X'; }, false, "not a design file"},
-        BAD_FILE_CASE{"Version", [](auto& b) { b[8] = 2; }, false, "unsupported design file version 2"},
-        BAD_FILE_CASE{"Reserved", [](auto& b) { b[60] = 1; }, false, "damaged design file header"},
-        BAD_FILE_CASE{"NoVectors", [](auto& b) { b[44] = 0; }, false, "bad number of bit vectors"},
-        BAD_FILE_CASE{"Truncated", [](auto& b) { b.pop_back(); }, false, "the file is truncated"},
-        BAD_FILE_CASE{"TrailingByte", [](auto& b) { b.push_back(0); }, false,
-                      "unexpected bytes after the last bit vector"},
-        BAD_FILE_CASE{"TableOffset", [](auto& b) { b[64 + 16 + 8] += 1; }, false, "damaged bit vector table"},
-        BAD_FILE_CASE{"HugeVector", [](auto& b) { b[64 + 7] = 0x7F; }, false, "the file is truncated"},
-        BAD_FILE_CASE{"Checksum", [](auto& b) { b[FIRST_FRAME + 5] ^= 0x10; }, false, "checksum mismatch"},
-        BAD_FILE_CASE{"UnknownDie", [](auto& b) { set_name(b, 28, "B5D9"); }, false, "unknown die B5D9"},
-        BAD_FILE_CASE{"WrongFamily", [](auto& b) { set_name(b, 12, "calder5"); }, false,
-                      "die B5D1 is not of family calder5"},
-        BAD_FILE_CASE{"VectorSplit",
-                      [](auto& b) {
-                          // Option block two bytes short (512 to 496 bits), periphery two longer.
-                          b[64] = 0xF0;
-                          b[65] = 0x01;
-                          b[64 + 16 + 8] -= 2;
-                          b[64 + 16] += 16;
-                      },
-                      true, "bit vector 0 does not fit block options"},
-        BAD_FILE_CASE{"SyncWord", [](auto& b) { b[STREAM] ^= 1; }, true, "the option block has no sync word"},
-        BAD_FILE_CASE{"FrameBit", [](auto& b) { b[FIRST_FRAME + 32 + 5] ^= 0x04; }, true,
-                      "frame 1 of section periphery: CRC-16 mismatch"},
-        BAD_FILE_CASE{"EdcrcFilled",
-                      [](auto& b) {
-                          // The CRC-32 field of frame 0 (bytes 24..27 of a 32-byte frame) and a
-                          // CRC-16 that covers it, so only the empty-field rule catches it.
-                          unsigned char* frame = b.data() + FIRST_FRAME;
-                          frame[24] = 0x5A;
-                          const std::uint16_t crc = PGM_COMMON::calculate_crc16(frame, 0, 240, 0, 0xA001);
-                          frame[30] = crc & 0xFF;
-                          frame[31] = crc >> 8;
-                      },
-                      true, "frame 0 of section periphery: the control block's field is not empty"}),
-    [](const testing::TestParamInfo<BAD_FILE_CASE>& info) { return std::string(info.param.name); });
+class SofBadFile : public SofFileTest, public testing::WithParamInterface<BAD_FILE_CASE> {};
 
-TEST(SofFile, MissingFileAndDirectoryAreRefused)
+TEST_P(SofBadFile, IsRefusedWithItsReason)
 {
-    const std::string dir = temp_dir();
-    for (const std::string& path : {dir + "missing.sof", dir}) {
-        PGM_CHAIN_ELEMENT element(nullptr);
-        element.set_design_file(path);
-        EXPECT_FALSE(element.create_chain_element(1, 0, nullptr, 0, 0, 0));
-        EXPECT_EQ(element.get_error(), path + ": cannot open the file");
-    }
-    rmdir(dir.c_str());
+    std::ifstream in(m_path, std::ios::binary);
+    std::vector<unsigned char> bytes{std::istreambuf_iterator<char>(in), {}};
+    in.close();
+    GetParam().damage(bytes);
+    std::ofstream(m_path, std::ios::binary).write(reinterpret_cast<const char*>(bytes.data()), bytes.size());
+    expect_refused(m_path, GetParam().error);
 }
 
-TEST(SofFile, DieWithoutEmbeddedRamHasNoEramInfo)
-{
-    const std::string dir = temp_dir();
-    const PGM_DEVICE device(*PGM_DEVICE_DATABASE::find_die("C5D2"));
-    ASSERT_TRUE(pgm_sof_write(dir + "c.sof", pgm_compile_design(device, 1)));
-    PGM_CHAIN_ELEMENT element(nullptr);
-    element.set_design_file(dir + "c.sof");
-    ASSERT_TRUE(element.create_chain_element(1, 0, nullptr, 0, 0, 0)) << element.get_error();
-    EXPECT_EQ(element.get_eram_info(), nullptr);
-    std::system(("rm -rf " + dir).c_str());
-}
+INSTANTIATE_TEST_SUITE_P(Damage, SofBadFile, testing::ValuesIn(BAD_FILE_CASES),
+                         [](const testing::TestParamInfo<BAD_FILE_CASE>& info) { return info.param.name; });
 
 TEST(BitVector, BitsAreLeastSignificantFirstAndCopiesAreDeep)
 {
@@ -512,7 +385,6 @@ TEST(BitVector, BitsAreLeastSignificantFirstAndCopiesAreDeep)
     EXPECT_EQ(vector.get_base_address()[1], 0x12);
     vector.set_bit(12, false);
     EXPECT_FALSE(vector.get_bit(12));
-    EXPECT_TRUE(vector.get_bit(9));
     EXPECT_THROW(vector.get_bit(13), MSG_INTERNAL_ERROR_EXCEPTION);
 
     PGMIO_BIT_VECTOR copy(vector);
