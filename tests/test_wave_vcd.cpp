@@ -101,20 +101,16 @@ private slots:
                 found_values[words[1] + " " + words[2]] = words[3];
         }
         QStringList expected_signals;
-        for (const PGMDQ_DEBUG_SIGNAL* signal = PGMDQ_SFL_DEBUG_SIGNALS; signal->width; ++signal)
+        unsigned first_bit = 0;
+        for (const PGMDQ_DEBUG_SIGNAL* signal = PGMDQ_SFL_DEBUG_SIGNALS; signal->width; first_bit += signal++->width) {
             expected_signals << gtkwave_name(*signal);
+            for (unsigned time : times)
+                QCOMPARE(found_values.value(QString::number(time) + " " + expected_signals.last()),
+                         gtkwave_value(samples[time], first_bit, signal->width));
+        }
         found_signals.sort();
         expected_signals.sort();
         QCOMPARE(found_signals, expected_signals);
-
-        for (unsigned time : times) {
-            unsigned first_bit = 0;
-            for (const PGMDQ_DEBUG_SIGNAL* signal = PGMDQ_SFL_DEBUG_SIGNALS; signal->width; ++signal) {
-                const QString key = QString::number(time) + " " + gtkwave_name(*signal);
-                QCOMPARE(found_values.value(key), gtkwave_value(samples[time], first_bit, signal->width));
-                first_bit += signal->width;
-            }
-        }
     }
 
     void refuses_what_is_not_a_trace_data()
