@@ -1,21 +1,28 @@
 // Shared by the Kiopru panel tests: finding the panel's controls the way a user sees them,
-// reading the command list, and catching the panel's internal errors.
+// answering its dialogs, reading the command list, and catching the panel's internal errors.
 #pragma once
 
 #include "pgmdq_cookie_monster.h"
 
 #include "msg.h"
+#include "pgmwq.h"
+#include "tfcq.h"
 
+#include <QCheckBox>
 #include <QColor>
 #include <QComboBox>
 #include <QLineEdit>
 #include <QListWidget>
 #include <QPushButton>
-#include <QString>
-#include <QStringList>
 #include <QtTest>
 
 #include <utility>
+
+const QString BR5 = "BR5-TV1-ES";
+const QString CD5 = "CD5-TV2-ES";
+const QString DN5 = "DN5-TV3-ES";
+const char* const BENCH_CABLE = "Bench-USB [1-1]";
+const char* const DUT_CABLE = "DUT-USB [1-2]";
 
 // The offscreen platform warns on every top-level show that it cannot pass size hints on.
 inline void kiopru_quiet_offscreen_warnings()
@@ -27,14 +34,27 @@ inline void kiopru_quiet_offscreen_warnings()
     });
 }
 
+template <class WIDGET> WIDGET* kiopru_find(const QWidget& parent, const QString& text)
+{
+    for (WIDGET* widget : parent.findChildren<WIDGET*>())
+        if (widget->text() == text)
+            return widget;
+    return nullptr;
+}
+
+inline QPushButton* kiopru_button(const QWidget& parent, const QString& text)
+{
+    return kiopru_find<QPushButton>(parent, text);
+}
+
 inline QComboBox* kiopru_combo(const PGMDQ_COOKIE_MONSTER& panel, const char* name)
 {
     return panel.findChild<QComboBox*>(name);
 }
 
-inline QLineEdit* kiopru_edit(const PGMDQ_COOKIE_MONSTER& panel, const char* name)
+inline QString kiopru_edit_text(const PGMDQ_COOKIE_MONSTER& panel, bool dut)
 {
-    return panel.findChild<QLineEdit*>(name);
+    return panel.findChild<QLineEdit*>(dut ? "m_dut_jtag_edit" : "m_cookie_jtag_edit")->text();
 }
 
 inline QListWidget* kiopru_list(const PGMDQ_COOKIE_MONSTER& panel)
@@ -42,35 +62,13 @@ inline QListWidget* kiopru_list(const PGMDQ_COOKIE_MONSTER& panel)
     return panel.findChild<QListWidget*>("m_cmd_widget");
 }
 
-inline QPushButton* kiopru_button(const PGMDQ_COOKIE_MONSTER& panel, const QString& text)
-{
-    for (QPushButton* button : panel.findChildren<QPushButton*>())
-        if (button->text() == text)
-            return button;
-    return nullptr;
-}
-
-inline QPushButton* kiopru_jtag_button(const PGMDQ_COOKIE_MONSTER& panel, bool dut)
-{
-    return panel.findChild<QPushButton*>(dut ? "m_dut_jtag_button" : "m_cookie_jtag_button");
-}
-
-inline QStringList kiopru_items(const QComboBox* combo)
-{
-    QStringList items;
-    for (int i = 0; i < combo->count(); ++i)
-        items << combo->itemText(i);
-    return items;
-}
-
 // Picks an entry as the user does; the panel listens to the selector's index change.
-inline bool kiopru_choose(QComboBox* combo, const QString& text)
+inline bool kiopru_choose(const PGMDQ_COOKIE_MONSTER& panel, const char* combo_name, const QString& text)
 {
+    QComboBox* combo = kiopru_combo(panel, combo_name);
     const int index = combo->findText(text);
-    if (index < 0)
-        return false;
     combo->setCurrentIndex(index);
-    return true;
+    return index >= 0;
 }
 
 inline void kiopru_click(QAbstractButton* button)
@@ -80,12 +78,29 @@ inline void kiopru_click(QAbstractButton* button)
     QTest::mouseClick(button, Qt::LeftButton, Qt::NoModifier, QPoint(button->width() / 2, button->height() / 2));
 }
 
+// Picks the cable (null cancels) in the hardware dialog opened by the DUT or test-bench "...".
+inline void kiopru_choose_cable(const PGMDQ_COOKIE_MONSTER& panel, bool dut, const char* cable)
+{
+    pgmwq_set_preset_answer(cable);
+    kiopru_click(panel.findChild<QPushButton*>(dut ? "m_dut_jtag_button" : "m_cookie_jtag_button"));
+}
+
+// The next process dialog is confirmed with "Ok", after ticking the named boxes.
+inline void kiopru_answer_process_dialog(const QStringList& boxes_to_tick = {})
+{
+    TFCQ_DIALOG::preset_answer([boxes_to_tick](TFCQ_DIALOG* dialog) {
+        for (const QString& text : boxes_to_tick)
+            kiopru_click(kiopru_find<QCheckBox>(*dialog, text));
+        kiopru_click(kiopru_button(*dialog, "Ok"));
+        return dialog->result();
+    });
+}
+
 inline QStringList kiopru_lines(const PGMDQ_COOKIE_MONSTER& panel)
 {
     QStringList lines;
-    const QListWidget* list = kiopru_list(panel);
-    for (int i = 0; i < list->count(); ++i)
-        lines << list->item(i)->text();
+    for (int i = 0; i < kiopru_list(panel)->count(); ++i)
+        lines << kiopru_list(panel)->item(i)->text();
     return lines;
 }
 
@@ -94,22 +109,15 @@ inline QColor kiopru_line_color(const PGMDQ_COOKIE_MONSTER& panel, int row)
     return kiopru_list(panel)->item(row)->foreground().color();
 }
 
-// The text of the panel's internal error raised by `action`, empty when there is none.
-template <typename ACTION>
-QString kiopru_internal_error(ACTION&& action)
+// The text of the internal error `action` raises in `source`, empty when there is none.
+template <typename ACTION> QString kiopru_internal_error(ACTION&& action, const char* source = "pgmdq_cookie_monster")
 {
     try {
         std::forward<ACTION>(action)();
     } catch (const MSG_INTERNAL_ERROR_EXCEPTION& error) {
-        if (error.module() != "PGMDQ" || error.file() != "pgmdq_cookie_monster")
+        if (error.module() != "PGMDQ" || error.file() != source)
             return QString("raised by %1 in %2").arg(error.module().c_str(), error.file().c_str());
         return QString::fromStdString(error.text());
     }
     return QString();
-}
-
-inline QString kiopru_command(const QString& dut, const QString& scheme, const QString& vccpgm, const QString& memory,
-                              const QString& clock)
-{
-    return QString("CMD @%1 @%2 @%3 @%4 @%5").arg(dut, scheme, vccpgm, memory, clock);
 }

@@ -7,10 +7,7 @@
 
 #include "gen.h"
 #include "pgmd_cm.h"
-#include "pgmwq.h"
-#include "tfcq.h"
 
-#include <QCheckBox>
 #include <QDir>
 #include <QGuiApplication>
 #include <QImage>
@@ -64,22 +61,15 @@ void TEST_KIOPRU_SCREENSHOT::tab_after_a_run()
     auto* panel = frame.findChild<PGMDQ_COOKIE_MONSTER*>();
     QVERIFY(panel);
 
-    pgmwq_set_preset_answer("Bench-USB [1-1]");
-    kiopru_click(kiopru_jtag_button(*panel, false));
-    pgmwq_set_preset_answer("DUT-USB [1-2]");
-    kiopru_click(kiopru_jtag_button(*panel, true));
+    kiopru_choose_cable(*panel, false, BENCH_CABLE);
+    kiopru_choose_cable(*panel, true, DUT_CABLE);
     // One DUT that the bench holds and one that it does not, so that both verdicts show.
-    for (const QString dut : {"BR5-TV1-ES", "CD5-TV2-ES"}) {
-        QVERIFY(kiopru_choose(kiopru_combo(*panel, "m_dut_combo"), dut));
-        QVERIFY(kiopru_choose(kiopru_combo(*panel, "m_flash_combo"), "Micron QSPI 256Mb"));
+    for (const QString& dut : {BR5, CD5}) {
+        QVERIFY(kiopru_choose(*panel, "m_dut_combo", dut));
+        QVERIFY(kiopru_choose(*panel, "m_flash_combo", "Micron QSPI 256Mb"));
         kiopru_click(kiopru_button(*panel, "Create Test"));
     }
-    TFCQ_DIALOG::preset_answer([](TFCQ_DIALOG* dialog) {
-        for (QPushButton* button : dialog->findChildren<QPushButton*>())
-            if (button->text() == "Ok")
-                kiopru_click(button);
-        return dialog->result();
-    });
+    kiopru_answer_process_dialog();
     kiopru_click(kiopru_button(*panel, "Run Test"));
     QTest::qWait(200);
 

@@ -5,50 +5,21 @@
 #include "pgmdq_debug_waveform_viewer.h"
 
 #include "host_application.h"
+#include "wave/wave_file_bytes.h"
 #include "wave/wave_panel_driver.h"
 #include "wave/wave_test_trace.h"
 
 #include <QMessageBox>
 #include <QTemporaryDir>
 
-#include <fstream>
-#include <iterator>
 #include <random>
 
 using namespace wave_test;
 
 namespace {
 
-using Bytes = std::vector<unsigned char>;
-
 const QStringList CHECKS{"file_size > 12", "signature == dword_data[0]", "width == PGMDQ_SFL_DEBUG_SIZE",
                          "file_size == (4 + 4 + 4 + memory_byte_size * depth)"};
-
-std::uint32_t dword_at(const Bytes& bytes, std::size_t offset)
-{
-    return std::uint32_t(bytes[offset]) | std::uint32_t(bytes[offset + 1]) << 8 |
-           std::uint32_t(bytes[offset + 2]) << 16 | std::uint32_t(bytes[offset + 3]) << 24;
-}
-
-void put_dword(Bytes& bytes, std::size_t offset, std::uint32_t value)
-{
-    for (int i = 0; i < 4; ++i)
-        bytes[offset + i] = static_cast<unsigned char>(value >> (8 * i));
-}
-
-std::uint32_t byte_sum(const Bytes& bytes, std::size_t count)
-{
-    std::uint32_t sum = 0;
-    for (std::size_t i = 0; i < count; ++i)
-        sum += bytes[i];
-    return sum;
-}
-
-void fix_signature(Bytes& bytes)
-{
-    if (bytes.size() > 12)
-        put_dword(bytes, bytes.size() - 4, byte_sum(bytes, bytes.size() - 4));
-}
 
 // The check a file must fail first, or "" for a file that is a trace.
 QString first_failed_check(const Bytes& bytes)
@@ -75,8 +46,7 @@ std::vector<MUTANT> mutants(const Bytes& good)
     std::vector<MUTANT> result;
     const auto add = [&](const QString& name, Bytes bytes) {
         result.push_back({name, bytes});
-        fix_signature(bytes);
-        result.push_back({name + ", signed", bytes});
+        result.push_back({name + ", signed", signed_bytes(bytes)});
     };
     for (std::size_t size : {0, 1, 4, 8, 11, 12, 13, 16, 17, 100, 333})
         add(QString("truncated to %1").arg(size), Bytes(good.begin(), good.begin() + size));
@@ -99,23 +69,15 @@ std::vector<MUTANT> mutants(const Bytes& good)
         changed[offset] ^= static_cast<unsigned char>(1 + random() % 255);
         add(QString("byte %1 changed").arg(offset), changed);
     }
-    for (std::uint32_t width : {0u, 1u, 36u, 38u, 64u, 0xFFFFFFFFu}) {
-        Bytes wrong = good;
-        put_dword(wrong, 0, width);
-        add(QString("width %1").arg(width), wrong);
-    }
-    for (std::uint32_t depth : {0u, 1u, 63u, 65u, 1000u, 0x33333334u, 0xFFFFFFFFu}) {
-        Bytes wrong = good;
-        put_dword(wrong, 4, depth);
-        add(QString("depth %1").arg(depth), wrong);
-    }
+    const std::pair<std::size_t, std::vector<std::uint32_t>> wrong_fields[] = {
+        {0, {0u, 1u, 36u, 38u, 64u, 0xFFFFFFFFu}}, {4, {0u, 1u, 63u, 65u, 1000u, 0x33333334u, 0xFFFFFFFFu}}};
+    for (const auto& field : wrong_fields)
+        for (std::uint32_t value : field.second) {
+            Bytes wrong = good;
+            put_dword(wrong, field.first, value);
+            add(QString(field.first ? "depth %1" : "width %1").arg(value), wrong);
+        }
     return result;
-}
-
-void write_file(const QString& path, const Bytes& bytes)
-{
-    std::ofstream output(path.toStdString(), std::ios::binary | std::ios::trunc);
-    output.write(reinterpret_cast<const char*>(bytes.data()), std::streamsize(bytes.size()));
 }
 
 // "Internal Error: TEXT (module PGMDQ, source S, line N)" as the host posts it -> TEXT.
@@ -149,8 +111,7 @@ private slots:
             draw(widget, structured_trace(64, 9));
             widget.save_waveform(good_path.toStdString());
         }
-        std::ifstream input(good_path.toStdString(), std::ios::binary);
-        const Bytes good((std::istreambuf_iterator<char>(input)), std::istreambuf_iterator<char>());
+        const Bytes good = read_bytes(good_path.toStdString());
         QCOMPARE(good.size(), std::size_t(12 + 5 * 64));
 
         int opened = 0;
@@ -158,7 +119,7 @@ private slots:
         QSet<QString> raised_checks;
         for (const MUTANT& mutant : mutants(good)) {
             const QString path = dir.filePath("mutant.wvf");
-            write_file(path, mutant.bytes);
+            write_bytes(path.toStdString(), mutant.bytes);
             const QString expected = first_failed_check(mutant.bytes);
             const int errors_before = host->internal_error_count();
             messages.texts.clear();
@@ -175,7 +136,6 @@ private slots:
             QVERIFY2(host->internal_error_count() == errors_before + 1, qPrintable(mutant.name));
             QVERIFY2(!messages.texts.isEmpty(), qPrintable(mutant.name));
             const QString raised = internal_error_text(messages.texts.last());
-            QVERIFY2(CHECKS.contains(raised), qPrintable(mutant.name + ": " + raised));
             QVERIFY2(raised == expected, qPrintable(mutant.name + ": " + raised + " instead of " + expected));
             raised_checks.insert(raised);
             QVERIFY(host->internal_error_dialog());
