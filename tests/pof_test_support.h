@@ -90,6 +90,9 @@ struct PGMDQ_POF_CHECKER_TEST_ACCESS {
     unsigned sof_size() const { return checker.m_sof_size; }
     std::string sof_fullpath(unsigned i) const { return checker.m_sof_files[i].fullpath; }
     bool regression() const { return checker.m_regression; }
+    void set_regression(bool regression) { checker.m_regression = regression; }
+    void finish_batch() { checker.delete_thread_batch(); }
+    void update_msg(PGMDQ_MSG_TYPE type, const std::string& text) { checker.update_msg(type, text); }
     size_t crc_entries() const { return checker.m_crc_index.size(); }
     void clear_crc_lists() { checker.clear_crc_lists(); }
     PGMWQ_POF_CHECKER_THREAD* thread_batch() { return checker.m_thread.get(); }
