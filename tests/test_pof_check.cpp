@@ -372,4 +372,232 @@ TEST_F(PofPersonal, WithoutTheSwitchSubDirectoriesAreNotChecked)
     EXPECT_EQ(access.log(), passed_lines(true));
 }
 
+
+// ---------------------------------------------------------------------------------------------
+// Generated scripts
+
+class PofScripts : public PofCheck {
+protected:
+    std::string dir;   // the work directory, a personal test's
+    std::string kept;  // where the stand-in Python command keeps each script it was given
+
+    void SetUp() override
+    {
+        dir = site.root() + "d/";
+        kept = site.root() + "kept/";
+        pof_test_read_command("mkdir -p " + dir + " " + kept);
+        access.personal_test_check()->setChecked(true);  // a personal test unless a test says otherwise
+        site.log_in(access);
+        access.set_die(CALDER5, C5D1, dir);
+        checker.check_sof2img();
+        access.clear_log();
+        gen_set_setting("icd_emulator/C5D1", "/emu/C5D1");
+        gen_set_setting("icd_emulator/B5D1", "/emu/B5D1");
+        // A Python command that keeps a copy of each script and its mode, and logs in nowhere.
+        pof_test_write(kept + "keep.sh", "cp \"$1\" " + kept + "$(basename \"$1\")\nstat -c %a \"$1\" > " + kept +
+                                             "$(basename \"$1\").mode\n");
+        gen_set_setting("pof_checker/python_rk_src", "sh " + kept + "keep.sh");
+    }
+    void set_sofs(unsigned count)
+    {
+        std::vector<std::string> names;
+        for (unsigned i = 0; i < count; ++i)
+            names.push_back("s" + std::to_string(10 + i) + ".sof");
+        access.set_sof_files(names);
+    }
+    std::string kept_script(const std::string& name) const { return pof_test_read(kept + name); }
+    std::string kept_mode(const std::string& name) const { return pof_test_read(kept + name + ".mode"); }
+    std::string image_line(const std::string& base, unsigned i) const
+    {
+        const std::string sof = "s" + std::to_string(10 + i);
+        return "system (\"S:/data/" + site.name() + "/sof2img/calder5_sof2img.exe " + base + sof + ".sof " + base +
+               sof + ".img -s2i C5D1\");\n";
+    }
+    static std::string mode(const std::string& path)
+    {
+        struct stat info;
+        return stat(path.c_str(), &info) == 0 ? std::to_string(info.st_mode & 0777) : "none";
+    }
+};
+
+TEST_F(PofScripts, ImagePerlScriptOfARegressionNamesTheDieDirectory)
+{
+    set_sofs(2);
+    access.set_regression(true);
+    EXPECT_TRUE(checker.create_img_perl());
+    const std::string base = "S:/data/" + site.name() + "/calder5/C5D1/";
+    EXPECT_EQ(pof_test_read(dir + "auto_gen_img.pl"),
+              image_line(base, 0) + image_line(base, 1) + "print \"POF CHECKER - IMG CONVERSION DONE\\n\"\n");
+    EXPECT_EQ(mode(dir + "auto_gen_img.pl"), std::to_string(0600));
+}
+
+TEST_F(PofScripts, ImagePerlScriptOfAPersonalTestNamesItsDirectory)
+{
+    set_sofs(1);
+    access.dir_edit()->setText("me\\die");
+    EXPECT_TRUE(checker.create_img_perl());
+    EXPECT_EQ(pof_test_read(dir + "auto_gen_img.pl"),
+              image_line("S:/data/me/die/", 0) + "print \"POF CHECKER - IMG CONVERSION DONE\\n\"\n");
+}
+
+TEST_F(PofScripts, SixteenSofsSplitTheImagePerlScriptInSix)
+{
+    set_sofs(16);
+    access.dir_edit()->setText("me/die");
+    EXPECT_TRUE(checker.create_img_perl());
+    EXPECT_FALSE(pof_test_exists(dir + "auto_gen_img.pl"));
+    for (unsigned k = 0; k < 6; ++k) {
+        std::string expected;
+        for (unsigned i = k; i < 16; i += 6)
+            expected += image_line("S:/data/me/die/", i);
+        expected += "print \"POF CHECKER - IMG CONVERSION DONE\\n\"\n\n";
+        EXPECT_EQ(pof_test_read(dir + "auto_gen_img" + std::to_string(k) + ".pl"), expected) << k;
+    }
+}
+
+TEST_F(PofScripts, ImagePythonScriptLogsInOnceMountsAndRunsThePerlScript)
+{
+    set_sofs(15);
+    access.dir_edit()->setText("me/die");
+    EXPECT_FALSE(checker.create_img());
+    EXPECT_EQ(kept_script("auto_gen_img.py"),
+              preamble("loopback-ws", "4500", site.password()) + "print \"Doing mounting\"\n" +
+                  "p.sendline('mount //loopback-fs/pofshare S:')\n" + "p.sendline('perl S:/data/me/die/auto_gen_img.pl')\n" +
+                  "i=p.expect('POF CHECKER - IMG CONVERSION DONE\\n')\n" + "p.sendline('exit')\n" + "p.close()\n");
+    EXPECT_EQ(kept_mode("auto_gen_img.py"), "600\n");
+    EXPECT_FALSE(pof_test_exists(dir + "auto_gen_img.py"));
+    EXPECT_EQ(access.log(), std::vector<std::string>{"POF Error: Found 0 image file(s)"});
+}
+
+// Each of the six parts logs in by itself; a part that ends far sooner than expected (here all
+// of them, as the stand-in does nothing) is run twice more.
+TEST_F(PofScripts, SixteenSofsTakeSixLogInsOnSixThreads)
+{
+    set_sofs(16);
+    access.dir_edit()->setText("me/die");
+    EXPECT_FALSE(checker.create_img());
+    for (unsigned k = 0; k < 6; ++k) {
+        const std::string part = "auto_gen_img" + std::to_string(k);
+        EXPECT_EQ(kept_script(part + ".py"),
+                  preamble("loopback-ws", "600", site.password()) + "print \"Doing mounting\"\n" +
+                      "p.sendline('mount //loopback-fs/pofshare S:')\n" + "p.sendline('perl S:/data/me/die/" + part +
+                      ".pl')\n" + "i=p.expect('POF CHECKER - IMG CONVERSION DONE\\n')\n" + "p.sendline('exit')\n" +
+                      "p.close()\n\n")
+            << k;
+        EXPECT_EQ(kept_mode(part + ".py"), "600\n");
+        EXPECT_FALSE(pof_test_exists(dir + part + ".py"));
+    }
+    EXPECT_EQ(access.thread_batch(), nullptr);
+}
+
+TEST_F(PofScripts, DatPerlScriptPerFolderWithoutRifForAFamilyWithout)
+{
+    set_sofs(2);
+    for (bool moved : {false, true}) {
+        EXPECT_TRUE(checker.create_icd_dat_perl(moved));
+        for (unsigned t = 0; t < 2; ++t) {
+            const std::string folder = dir + "auto_gen_dat" + std::to_string(t);
+            const std::string sof = "s" + std::to_string(10 + t);
+            std::string expected = "system (\"/emu/C5D1 -o " + folder + "/" + sof + " -m3 -img " +
+                                   (moved ? folder + "/" : dir) + sof + ".img\");\n";
+            for (const char* leftover : {"cram", "redfuses", "s4_debug", "s4_info", "option_bits_out", "cff"})
+                expected += "system (\"rm -rf " + folder + "/*." + leftover + "\");\n";
+            expected += "system (\"mv " + folder + "/" + sof + ".dat " + dir + ".\");\n";
+            expected += "print \"POF CHECKER - DAT CONVERSION DONE\"\n";
+            EXPECT_EQ(pof_test_read(folder + ".pl"), expected) << t << moved;
+        }
+    }
+}
+
+TEST_F(PofScripts, DatPerlScriptNamesTheRedundancyFileOfAFamilyWithOne)
+{
+    access.set_family_die(BOREAL5, B5D1);
+    checker.check_rif();
+    set_sofs(1);
+    EXPECT_TRUE(checker.create_icd_dat_perl(false));
+    const std::string first_line = pof_test_read(dir + "auto_gen_dat0.pl").substr(0, pof_test_read(dir + "auto_gen_dat0.pl").find('\n'));
+    EXPECT_EQ(first_line, "system (\"/emu/B5D1 -o " + dir + "auto_gen_dat0/s10 -m3 -img " + dir + "s10.img -rif " +
+                              site.root() + "boreal5/B5D1/B5D1.rif\");");
+}
+
+TEST_F(PofScripts, DatPythonScriptsOnePerFolderEachWithItsOwnLogIn)
+{
+    set_sofs(2);
+    EXPECT_TRUE(checker.create_icd_dat());
+    ASSERT_NE(access.thread_batch(), nullptr);  // left running: the RBF step waits for each DAT
+    access.finish_batch();
+    for (unsigned t = 0; t < 2; ++t) {
+        const std::string part = "auto_gen_dat" + std::to_string(t);
+        EXPECT_EQ(kept_script(part + ".py"), preamble("loopback-linux", "1200", site.password()) + "p.sendline('perl " +
+                                                 dir + part + ".pl')\n" +
+                                                 "i=p.expect('POF CHECKER - DAT CONVERSION DONE')\n" +
+                                                 "p.sendline('exit')\n" + "p.close()\n\n");
+        EXPECT_EQ(kept_mode(part + ".py"), "600\n");
+        EXPECT_FALSE(pof_test_exists(dir + part + ".py"));
+    }
+    EXPECT_FALSE(pof_test_exists(dir + "auto_gen_dat.py"));
+}
+
+// A password with quote and backslash stays one Python string.
+TEST_F(PofScripts, PasswordIsOnePythonString)
+{
+    set_sofs(1);
+    access.password_edit()->setText("it's\\x");
+    checker.create_img();
+    EXPECT_NE(kept_script("auto_gen_img.py").find("   i=p.sendline('it\\'s\\\\x')\n"), std::string::npos);
+}
+
+// The real workstation: 15 SOFs are converted over one log-in by one Perl run, 16 by six parts,
+// each over its own log-in.
+TEST_F(PofCheck, FifteenSofsOneLogInSixteenSixParts)
+{
+    ASSERT_TRUE(site.make_release("C5D1", 16, 0));
+    site.log_in(access);
+    const std::string die_dir = site.root() + "calder5/C5D1/";
+    access.set_die(CALDER5, C5D1, die_dir);
+    access.set_current_path(site.root());
+    access.set_regression(true);
+    ASSERT_TRUE(checker.check_sof2img());
+    std::vector<std::string> names;
+    for (unsigned i = 1; i <= 16; ++i)
+        names.push_back("c5d1_design" + std::string(i < 10 ? "0" : "") + std::to_string(i) + ".sof");
+
+    access.set_sof_files(std::vector<std::string>(names.begin(), names.begin() + 15));
+    EXPECT_TRUE(checker.create_img());
+    EXPECT_EQ(access.last_log(), "Info: Found 15 image file(s)");
+    EXPECT_EQ(site.python_runs(), std::vector<std::string>{site.root() + "auto_gen_img.py"});
+    EXPECT_EQ(site.perl_runs(), std::vector<std::string>{"S:/data/" + site.name() + "/auto_gen_img.pl"});
+
+    pof_test_read_command("rm " + die_dir + "*.img");
+    site.clear_runs();
+    access.set_sof_files(names);
+    EXPECT_TRUE(checker.create_img());
+    EXPECT_EQ(access.last_log(), "Info: Found 16 image file(s)");
+    std::set<std::string> python_parts, perl_parts;
+    for (const std::string& run : site.python_runs())
+        python_parts.insert(run);
+    for (const std::string& run : site.perl_runs())
+        perl_parts.insert(run);
+    std::set<std::string> expected_python, expected_perl;
+    for (unsigned k = 0; k < 6; ++k) {
+        expected_python.insert(site.root() + "auto_gen_img" + std::to_string(k) + ".py");
+        expected_perl.insert("S:/data/" + site.name() + "/auto_gen_img" + std::to_string(k) + ".pl");
+    }
+    EXPECT_EQ(python_parts, expected_python);
+    EXPECT_EQ(perl_parts, expected_perl);
+}
+
+TEST_F(PofCheck, WineVariantConvertsHereAndRoundTripsTheImages)
+{
+    ASSERT_TRUE(site.make_release("C5D1", 2, 0));
+    const std::string die_dir = site.root() + "calder5/C5D1/";
+    access.set_die(CALDER5, C5D1, die_dir);
+    ASSERT_TRUE(checker.check_sof2img());
+    access.set_sof_files({"c5d1_design01.sof", "c5d1_design02.sof"});
+    EXPECT_TRUE(checker.create_img_with_wine());
+    EXPECT_EQ(access.log(), std::vector<std::string>{"Info: Found 2 image file(s)"});
+    EXPECT_EQ(pof_test_read_command("cd " + die_dir + " && ls *.img*"), "c5d1_design01.img\nc5d1_design02.img\n");
+    EXPECT_FALSE(pof_test_exists(die_dir + "auto_gen_img.pl"));
+}
+
 } // namespace
