@@ -252,6 +252,13 @@ public:
         access.password_edit()->setText(QString::fromStdString(m_password));
     }
 
+    // A program of this name found first on the PATH of every command the checker runs.
+    void add_program(const std::string& name, const std::string& script) const
+    {
+        pof_test_write(m_temp + "bin/" + name, script);
+        pof_test_read_command("chmod +x " + m_temp + "bin/" + name);
+    }
+
     // Lines of the Python command's and perl's logs (what each run was given).
     std::vector<std::string> python_runs() const { return lines(m_temp + "python.log"); }
     std::vector<std::string> perl_runs() const { return lines(m_temp + "perl.log"); }

@@ -108,6 +108,21 @@ TEST_F(PofCheck, DieWithoutSofEndsTheDieWithoutAnyScriptAndTheRunGoesOn)
     EXPECT_TRUE(site.python_runs().empty());
 }
 
+// A die directory that cannot be cleared stops the family and with it the run.
+TEST_F(PofCheck, FailedClearingStopsTheRun)
+{
+    ASSERT_TRUE(site.make_release("C5D1", 1, 0));
+    const std::string die_dir = site.root() + "calder5/C5D1/";
+    pof_test_write(die_dir + "stuck.txt", "");
+    site.add_program("rm", "case \"$*\" in *stuck*) exit 1;; esac\nexec /bin/rm \"$@\"\n");
+    site.log_in(access);
+    access.check_button()->click();
+    EXPECT_EQ(access.log(), (std::vector<std::string>{"Warning: Skip Boreal 5 - not ready yet",
+                                                      "Info: Checking Calder 5 ...",
+                                                      "Error: Fail to clear directory " + die_dir}));
+    EXPECT_TRUE(site.python_runs().empty());
+}
+
 TEST_F(PofCheck, MissingTestDirectoryStopsBeforeAnything)
 {
     gen_set_setting("pof_checker/rk_linux_test_dir", site.root() + "nowhere/");
@@ -337,6 +352,23 @@ INSTANTIATE_TEST_SUITE_P(
         PERSONAL_CASE{"ImagesAndDat", "dat", {"img", "dat"}, {}, {"img", "dat"}},
         PERSONAL_CASE{"Everything", "icd", {"img", "dat", "icd.rbf"}, {}, {"img", "dat"}}),
     [](const ::testing::TestParamInfo<PERSONAL_CASE>& info) { return std::string(info.param.name); });
+
+// An internal error in the middle of a run (here a split script that cannot be created, as an
+// old one of its name cannot be removed) still leaves no script with the password behind.
+TEST_F(PofPersonal, ScriptsAreGoneAfterAnInternalError)
+{
+    prepare(3);
+    premake({"img"});
+    access.skip_img_check()->click();
+    site.add_program("rm", "case \"$*\" in *auto_gen_dat0.py) exit 1;; esac\nexec /bin/rm \"$@\"\n");
+    pof_test_write(dir + "auto_gen_dat0.py", "");
+    EXPECT_EQ(pof_test_internal_error([&] { QMetaObject::invokeMethod(&checker, "on_pof_check"); }),
+              "output_array[i] != NULL");
+    EXPECT_TRUE(site.python_runs().empty());
+    EXPECT_EQ(site.files_with_password(site.data_root() + site.name()), "");
+    EXPECT_EQ(pof_test_read_command("cd " + dir + " && ls *.py *.pl 2>/dev/null"), "auto_gen_dat0.py\n");
+    EXPECT_EQ(access.thread_batch(), nullptr);
+}
 
 // One SOF never makes DAT files in threads: its DAT comes from its own script. With the
 // recursive switch and no sub-directory the directory itself is checked.
