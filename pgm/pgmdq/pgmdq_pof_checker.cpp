@@ -723,6 +723,11 @@ void PGMDQ_POF_CHECKER::delete_thread_batch()
 {
     for (unsigned i = 0; m_thread && i < m_thread_count; ++i) {
         m_thread[i].wait();
+#if defined(__SANITIZE_THREAD__)
+        // wait() joins on futexes ThreadSanitizer cannot see; the done flag's lock, taken last by
+        // the thread's body, shows it the order.
+        m_thread[i].is_done();
+#endif
         if (!m_thread[i].m_script_file.empty())
             rm_rf_file(m_thread[i].m_script_file);
     }
