@@ -10,9 +10,12 @@
 
 #include <QApplication>
 #include <QCheckBox>
+#include <QComboBox>
+#include <QPushButton>
 #include <QLineEdit>
 #include <QListWidget>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
@@ -77,6 +80,19 @@ struct PGMDQ_POF_CHECKER_TEST_ACCESS {
     QLineEdit* password_edit() { return checker.m_password_edit; }
     QCheckBox* site_check() { return checker.m_site_check; }
     QCheckBox* personal_test_check() { return checker.m_personal_test_check; }
+    QPushButton* check_button() { return checker.m_check_button; }
+    QPushButton* send_button() { return checker.m_send_button; }
+    QCheckBox* skip_img_check() { return checker.m_skip_img_check; }
+    QCheckBox* skip_dat_check() { return checker.m_skip_dat_check; }
+    QCheckBox* skip_icd_rbf_check() { return checker.m_skip_icd_rbf_check; }
+    QComboBox* family_combo() { return checker.m_family_combo; }
+    QComboBox* die_combo() { return checker.m_die_combo; }
+    unsigned sof_size() const { return checker.m_sof_size; }
+    std::string sof_fullpath(unsigned i) const { return checker.m_sof_files[i].fullpath; }
+    bool regression() const { return checker.m_regression; }
+    void set_regression(bool regression) { checker.m_regression = regression; }
+    void finish_batch() { checker.delete_thread_batch(); }
+    void update_msg(PGMDQ_MSG_TYPE type, const std::string& text) { checker.update_msg(type, text); }
     size_t crc_entries() const { return checker.m_crc_index.size(); }
     void clear_crc_lists() { checker.clear_crc_lists(); }
     PGMWQ_POF_CHECKER_THREAD* thread_batch() { return checker.m_thread.get(); }
@@ -171,3 +187,109 @@ std::string pof_test_internal_error(BODY&& body)
     }
     return std::string();
 }
+
+// The POF checker's site for one test program: the loopback site's settings with the test
+// directory moved to a folder of the share's own (so programs never share a release), a password
+// of the program's own (so a test can look for it on disk), and a release made there by the
+// release maker on demand. Logs of the site's Python command and of every perl run let a test
+// count log-ins and script runs.
+class POF_TEST_SITE {
+public:
+    explicit POF_TEST_SITE(const std::string& tag)
+    {
+        const char* build = std::getenv("PGMDQ_BUILD_DIR");
+        m_build = build ? build : ".";
+        m_temp = pof_test_temp_dir(tag.c_str());
+        m_password = "pw-" + tag + "-" + std::to_string(getpid());
+        m_name = tag + "_" + std::to_string(getpid());
+        m_root = m_build + "/site/share/data/" + m_name + "/";
+        pof_test_read_command("rm -rf " + m_root + "; mkdir -p " + m_root);
+        // The site's ssh reads the account from the settings file the host names.
+        const std::string ini = m_temp + "site.ini";
+        pof_test_read_command("sed 's/^account_password=.*/account_password=" + m_password + "/' " + m_build +
+                              "/site/site.ini > " + ini);
+        setenv("PGMDQ_SITE_SETTINGS", ini.c_str(), 1);
+        gen_load_settings(ini);
+        for (const char* key : {"pof_checker/rk_linux_test_dir", "pof_checker/nv_linux_test_dir"})
+            gen_set_setting(key, m_root);
+        gen_set_setting("pof_checker/test_short_dir", m_name + "/");
+        // The Python command and perl, each through a wrapper that notes its arguments.
+        pof_test_write(m_temp + "python.sh", "echo \"$@\" >> " + m_temp + "python.log\nexec " + m_build +
+                                                 "/site/bin/site-python --path " + m_build + "/site/bin \"$@\"\n");
+        gen_set_setting("pof_checker/python_rk_src", "sh " + m_temp + "python.sh");
+        gen_set_setting("pof_checker/python_nv_src", "sh " + m_temp + "python.sh");
+        pof_test_read_command("mkdir " + m_temp + "bin");
+        pof_test_write(m_temp + "bin/perl",
+                       "#!/bin/sh\necho \"$@\" >> " + m_temp + "perl.log\nexec /usr/bin/perl \"$@\"\n");
+        pof_test_read_command("chmod +x " + m_temp + "bin/perl");
+        m_old_path = std::getenv("PATH") ? std::getenv("PATH") : "/usr/bin:/bin";
+        setenv("PATH", (m_temp + "bin:" + m_old_path).c_str(), 1);
+    }
+    ~POF_TEST_SITE()
+    {
+        setenv("PATH", m_old_path.c_str(), 1);
+        pof_test_read_command("rm -rf " + m_root + " " + m_temp);
+    }
+
+    // Dies as "C5D1,D5D2"; every `gzip_every`-th SOF stored compressed (0: none).
+    bool make_release(const std::string& dies, unsigned sofs, unsigned gzip_every)
+    {
+        const std::string made = pof_test_read_command(
+            m_build + "/bin/pgm_release_maker --out " + m_root + " --emulator-root " + m_root + "icd_emulator --sofs " +
+            std::to_string(sofs) + " --gzip-every " + std::to_string(gzip_every) + " --dies " + dies + " 2>&1");
+        for (size_t begin = 0; begin < dies.size();) {
+            const size_t end = std::min(dies.find(',', begin), dies.size());
+            const std::string die = dies.substr(begin, end - begin);
+            gen_set_setting("icd_emulator/" + die, m_root + "icd_emulator/" + die + "/" + die);
+            begin = end + 1;
+        }
+        return pof_test_exists(m_root + "sof2img");
+    }
+
+    void log_in(PGMDQ_POF_CHECKER_TEST_ACCESS& access) const
+    {
+        access.username_edit()->setText(QString::fromStdString(gen_get_setting("loopback/account_user")));
+        access.password_edit()->setText(QString::fromStdString(m_password));
+    }
+
+    // A program of this name found first on the PATH of every command the checker runs.
+    void add_program(const std::string& name, const std::string& script) const
+    {
+        pof_test_write(m_temp + "bin/" + name, script);
+        pof_test_read_command("chmod +x " + m_temp + "bin/" + name);
+    }
+
+    // Lines of the Python command's and perl's logs (what each run was given).
+    std::vector<std::string> python_runs() const { return lines(m_temp + "python.log"); }
+    std::vector<std::string> perl_runs() const { return lines(m_temp + "perl.log"); }
+    void clear_runs() const { pof_test_read_command("rm -f " + m_temp + "python.log " + m_temp + "perl.log"); }
+
+    // Files below `dir` whose content holds the password.
+    std::string files_with_password(const std::string& dir) const
+    {
+        return pof_test_read_command("grep -rl -- '" + m_password + "' " + dir + " 2>/dev/null");
+    }
+
+    const std::string& root() const { return m_root; }       // the test directory (Linux)
+    const std::string& name() const { return m_name; }       // its name below the data root
+    const std::string& build() const { return m_build; }
+    const std::string& password() const { return m_password; }
+    std::string data_root() const { return m_build + "/site/share/data/"; }
+
+private:
+    static std::vector<std::string> lines(const std::string& path)
+    {
+        std::vector<std::string> out;
+        std::ifstream input(path);
+        for (std::string line; std::getline(input, line);)
+            out.push_back(line);
+        return out;
+    }
+
+    std::string m_build;
+    std::string m_temp;
+    std::string m_password;
+    std::string m_name;
+    std::string m_root;
+    std::string m_old_path;
+};

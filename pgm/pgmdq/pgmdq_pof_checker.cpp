@@ -25,7 +25,10 @@
 #include <cstring>
 #include <ctime>
 #include <fstream>
+#include <fcntl.h>
+#include <strings.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #if defined(__SANITIZE_THREAD__)
 #include <sanitizer/tsan_interface.h>
@@ -61,7 +64,13 @@ typedef QMutexLocker FLAG_LOCK;
 #endif
 
 const std::string AUTO_GEN_DAT_NAME = "auto_gen_dat";
+const std::string AUTO_GEN_IMG_NAME = "auto_gen_img";
+const std::string AUTO_UNZIPPED_NAME = "auto_unzipped";
 const std::string MAX_DAT_TIME_STRING = "600";
+const std::string IMG_DONE_TEXT = "POF CHECKER - IMG CONVERSION DONE";
+const std::string DAT_DONE_TEXT = "POF CHECKER - DAT CONVERSION DONE";
+// The file share as the Windows image-build workstation sees it, once mounted as S:.
+const std::string WORKSTATION_DATA_ROOT = "S:/data/";
 
 // Shared regression test directory of each site (Linux path on its file server, ending in "/").
 const PGMDQ_SITE_STRING NV_LINUX_TEST_DIR{"pof_checker/nv_linux_test_dir"};
@@ -71,14 +80,29 @@ const PGMDQ_SITE_STRING LINUX_NV_TEST_DIR{"pof_checker/linux_nv_test_dir"};
 const PGMDQ_SITE_STRING LINUX_RK_TEST_DIR{"pof_checker/linux_rk_test_dir"};
 const PGMDQ_SITE_STRING PYTHON_NV_SRC{"pof_checker/python_nv_src"};
 const PGMDQ_SITE_STRING PYTHON_RK_SRC{"pof_checker/python_rk_src"};
-// The remote host that runs the control-block emulators.
+// The remote host that runs the control-block emulators, and the Windows workstation that runs
+// the converters.
 const PGMDQ_SITE_STRING DAT_BUILD_HOST{"pof_checker/data_build_host"};
+const PGMDQ_SITE_STRING IMAGE_BUILD_HOST{"pof_checker/image_build_host"};
+// The regression test directory relative to the share's data root, ending in "/".
+const PGMDQ_SITE_STRING TEST_SHORT_DIR{"pof_checker/test_short_dir"};
+// UNC root of the RK site's file share, as the workstation's mount takes it.
+const PGMDQ_SITE_STRING RK_TEST_DIR_MOUNT{"pof_checker/rk_test_dir_mount"};
+const PGMDQ_SITE_STRING WINE_LINUX32_PATH{"pof_checker/wine_linux32_path"};
 
 const unsigned POLL_MILLISECONDS = 500;
 const unsigned DAT_POLL_MILLISECONDS = 2000;
 const time_t DAT_WAIT_SECONDS = 600;
 const unsigned MAX_FOLDER_THREADS = 8;
 const unsigned RETRY_FRACTION = 20;
+const unsigned MAX_UNZIPS_PER_THREAD = 100;
+const unsigned MAX_SOFS_PER_IMG_SCRIPT = 15;  // more are split over the image threads
+const unsigned IMG_THREADS = 6;
+const unsigned IMG_SECONDS_ONE_SCRIPT = 4500;
+const unsigned IMG_SECONDS_PER_SIX_SOFS = 300;
+const unsigned DAT_SECONDS_PER_ROUND = 600;
+// Intermediate files the emulator leaves beside each DAT file.
+const char* const EMULATOR_LEFTOVERS[] = {"cram", "redfuses", "s4_debug", "s4_info", "option_bits_out", "cff"};
 
 std::string local8(const QString& text)
 {
@@ -94,6 +118,70 @@ std::string replace_tail(const std::string& path, size_t count, const std::strin
 bool exists(const std::string& path)
 {
     return FIO_FILE_SYSTEM::exists(path.c_str());
+}
+
+QString qpath(const std::string& path)
+{
+    return QString::fromLocal8Bit(path.c_str());
+}
+
+std::string upper(std::string text)
+{
+    stl_toupper(text);
+    return text;
+}
+
+bool equal_ignoring_case(const std::string& a, const std::string& b)
+{
+    return strcasecmp(a.c_str(), b.c_str()) == 0;
+}
+
+// Text that every shell, Perl string and Python string of the generated scripts takes as it is.
+bool is_plain_word(const std::string& text)
+{
+    return !text.empty() && std::all_of(text.begin(), text.end(), [](char c) {
+        return std::isalnum(static_cast<unsigned char>(c)) || std::strchr("/._-+,=:", c) != nullptr;
+    });
+}
+
+// A path as one shell word: plain paths stay as they are, others are single-quoted.
+std::string shell_word(const std::string& path)
+{
+    if (is_plain_word(path))
+        return path;
+    std::string quoted = "'";
+    for (char c : path)
+        quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
+    return quoted + "'";
+}
+
+// Text inside a single-quoted Python string of a generated script.
+std::string python_text(const std::string& text)
+{
+    std::string escaped;
+    for (char c : text) {
+        if (c == '\\' || c == '\'')
+            escaped += '\\';
+        escaped += c;
+    }
+    return escaped;
+}
+
+// More than 3 bytes, beginning with the gzip magic and the deflate method.
+bool is_gzip(const std::string& path)
+{
+    unsigned char head[4] = {};
+    FILE* file = FIO_FILE_SYSTEM::fopen(path.c_str(), "rb");
+    if (!file)
+        return false;
+    const size_t got = std::fread(head, 1, sizeof head, file);
+    std::fclose(file);
+    return got > 3 && head[0] == 0x1F && head[1] == 0x8B && head[2] == 0x08;
+}
+
+QStringList dir_entries(const std::string& dir, const QStringList& patterns, QDir::Filters filters)
+{
+    return QDir(qpath(dir)).entryList(patterns, filters, QDir::Name);
 }
 
 struct FILE_CLOSER {
@@ -276,6 +364,7 @@ PGMDQ_POF_CHECKER::PGMDQ_POF_CHECKER(QWidget* parent)
 PGMDQ_POF_CHECKER::~PGMDQ_POF_CHECKER()
 {
     delete_thread_batch();
+    remove_scripts();
     prepare_sof_memory(0);
     clear_crc_lists();
 }
@@ -378,8 +467,10 @@ void PGMDQ_POF_CHECKER::connect_widgets()
     connect(m_site_check, &QCheckBox::clicked, this, &PGMDQ_POF_CHECKER::on_site);
     connect(m_family_combo, QOverload<int>::of(&QComboBox::currentIndexChanged), this,
             &PGMDQ_POF_CHECKER::on_change_family);
+    connect(m_check_button, &QPushButton::clicked, this, &PGMDQ_POF_CHECKER::on_pof_check);
     connect(m_clear_button, &QPushButton::clicked, this, &PGMDQ_POF_CHECKER::on_clear_msg);
     connect(m_save_button, &QPushButton::clicked, this, &PGMDQ_POF_CHECKER::on_save_msg);
+    connect(m_send_button, &QPushButton::clicked, this, &PGMDQ_POF_CHECKER::on_send_email);
     connect(m_skip_dat_check, &QCheckBox::clicked, this, &PGMDQ_POF_CHECKER::on_has_dat);
     connect(m_skip_icd_rbf_check, &QCheckBox::clicked, this, &PGMDQ_POF_CHECKER::on_has_icd_rbf);
 }
@@ -497,7 +588,8 @@ void PGMDQ_POF_CHECKER::on_site()
 
 bool PGMDQ_POF_CHECKER::rm_rf_file(const std::string& path)
 {
-    return thr_run(("rm -rf " + path).c_str()) == 0;
+    // Entries of a die directory are removed whatever their names: a name is never a command.
+    return thr_run(("rm -rf " + shell_word(path)).c_str()) == 0;
 }
 
 std::string PGMDQ_POF_CHECKER::standardize_dir_seperator(std::string dir, bool to_unix)
@@ -597,7 +689,7 @@ void PGMDQ_POF_CHECKER::run_thread_pl(std::string script, std::string ext, std::
     for (unsigned i = 0; i < count; ++i) {
         part_names[i] = replace_tail(script, ext.size(), std::to_string(i) + ext);
         rm_rf_file(part_names[i]);
-        output_array[i].reset(FIO_FILE_SYSTEM::fopen(part_names[i].c_str(), "w"));
+        output_array[i].reset(create_script(part_names[i]));
         PGMDQ_ASSERT(output_array[i] != NULL);
     }
     split_script(script, marker, output_array);
@@ -631,6 +723,11 @@ void PGMDQ_POF_CHECKER::delete_thread_batch()
 {
     for (unsigned i = 0; m_thread && i < m_thread_count; ++i) {
         m_thread[i].wait();
+#if defined(__SANITIZE_THREAD__)
+        // wait() joins on futexes ThreadSanitizer cannot see; the done flag's lock, taken last by
+        // the thread's body, shows it the order.
+        m_thread[i].is_done();
+#endif
         if (!m_thread[i].m_script_file.empty())
             rm_rf_file(m_thread[i].m_script_file);
     }
@@ -714,6 +811,249 @@ void PGMDQ_POF_CHECKER::prepare_sof_memory(unsigned n)
         return;
     m_sof_files.reset(new (std::nothrow) PGMDQ_POF_SOF_FILE[n]);
     PGMDQ_ASSERT(m_sof_files != NULL);
+}
+
+// ---------------------------------------------------------------------------------------------
+// The check of a release (regression) or of one directory (personal test)
+
+void PGMDQ_POF_CHECKER::on_pof_check()
+{
+    const bool have_test_dir = get_current_dir();
+    clear_crc_lists();
+    m_skip_img = !m_regression && m_skip_img_check->isChecked();
+    m_skip_dat = !m_regression && m_skip_dat_check->isChecked();
+    m_skip_icd_rbf = !m_regression && m_skip_icd_rbf_check->isChecked();
+
+    // However the run ends, no worker batch and no generated script (the log-in scripts carry
+    // the password) outlives it.
+    struct RUN_END {
+        PGMDQ_POF_CHECKER& checker;
+        ~RUN_END()
+        {
+            checker.delete_thread_batch();
+            checker.remove_scripts();
+            checker.clear_crc_lists();
+        }
+    } run_end{*this};
+
+    if (!have_test_dir) {
+        update_msg(PGMDQ_MSG_TYPE_ERROR, "Fail to get test directory " + m_current_path);
+        return;
+    }
+    TFCQ_BUSY_DLG busy(tr("Please wait while Programmer is processing..."), tr("Programmer"), this);
+    if (m_regression)
+        check_regression();
+    else
+        check_personal();
+}
+
+// Every ready family under the test directory; the first family that fails ends the run.
+void PGMDQ_POF_CHECKER::check_regression()
+{
+    bool succeeded = true;
+    for (unsigned row = 0; succeeded && !PGMDQ_POF_FAMILY_LIST[row].key.empty(); ++row) {
+        const PGMDQ_POF_FAMILY& family = PGMDQ_POF_FAMILY_LIST[row];
+        if (!family.ready) {
+            update_msg(PGMDQ_MSG_TYPE_WARNING, "Skip " + family.display_name + " - not ready yet");
+            continue;
+        }
+        update_msg(PGMDQ_MSG_TYPE_INFO, "Checking " + family.display_name + " ...");
+        m_family_index = row;
+        succeeded = check_family_pof(family.key);
+    }
+}
+
+// The user's directory, or with the recursive switch each of its sub-directories.
+void PGMDQ_POF_CHECKER::check_personal()
+{
+    QStringList sub_dirs;
+    if (cfg_is_on("PGMDQ_RECURSIVE_PERSONEL_TEST"))
+        sub_dirs = QDir(qpath(m_die_dir)).entryList(QDir::Dirs | QDir::NoDotAndDotDot, QDir::Unsorted);
+    if (sub_dirs.isEmpty()) {
+        check_personal_dir();
+        return;
+    }
+    const std::string current_path = m_current_path;
+    const std::string rk_die_dir = m_rk_die_dir;
+    for (const QString& sub_dir : sub_dirs) {
+        // The Windows separator is appended on every platform, as the sites' users give their
+        // directories in that form.
+        m_current_path = current_path + local8(sub_dir) + "\\";
+        m_die_dir = m_current_path;
+        m_rk_die_dir = rk_die_dir + local8(sub_dir) + "/";
+        check_personal_dir();
+    }
+}
+
+// One personal directory; a failing step only ends this directory.
+void PGMDQ_POF_CHECKER::check_personal_dir()
+{
+    if (!check_sof())
+        return;
+    if (!m_skip_img) {
+        if (!m_skip_dat && !m_skip_icd_rbf && !delete_others())
+            return;
+        if (!create_img())
+            return;
+    }
+    PGMDQ_ASSERT(m_thread == NULL);
+    if (m_skip_dat || m_sof_size == 1) {
+        create_rbf();
+    } else if (create_icd_dat()) {
+        if (m_skip_icd_rbf)
+            create_rbf();
+        else
+            create_rbf_in_thread();
+    }
+    delete_thread_batch();
+}
+
+bool PGMDQ_POF_CHECKER::check_family_pof(std::string family)
+{
+    PGMDQ_ASSERT(!family.empty());
+    bool found = false;
+    bool succeeded = true;
+    bool cont = true;
+    for (unsigned row = 0; !PGMDQ_POF_DIE_LIST[row].family.empty() && succeeded && cont; ++row) {
+        const PGMDQ_POF_DIE& die = PGMDQ_POF_DIE_LIST[row];
+        if (!equal_ignoring_case(die.family, family))
+            continue;
+        found = true;
+        if (!die.enabled) {
+            update_msg(PGMDQ_MSG_TYPE_WARNING, "Skip " + upper(die.die) + " - not ready yet");
+            continue;
+        }
+        m_die_index = row;
+        if (PGMDQ_POF_FAMILY_LIST[m_family_index].has_rif && !check_rif()) {
+            succeeded = false;
+        } else if (check_die_pof(family, die.die, cont)) {
+            succeeded = create_img();
+            if (succeeded)
+                create_rbf();
+        } else {
+            // A die that cannot be checked (directory, converter or SOFs missing) does not stop
+            // the family; a directory that cannot be cleared does.
+            succeeded = cont;
+        }
+    }
+    PGMDQ_ASSERT(found);
+    return succeeded;
+}
+
+bool PGMDQ_POF_CHECKER::check_die_pof(std::string family, std::string die, bool& cont)
+{
+    if (!check_die_dir(family, die)) {
+        update_msg(PGMDQ_MSG_TYPE_ERROR, "File directory of " + upper(die) + " is missing (" + m_checked_path + ")");
+        return false;
+    }
+    if (!check_sof2img() || !check_sof())
+        return false;
+    if (!delete_others()) {
+        cont = false;
+        update_msg(PGMDQ_MSG_TYPE_ERROR, "Fail to clear directory " + m_die_dir);
+        return false;
+    }
+    return true;
+}
+
+bool PGMDQ_POF_CHECKER::check_die_dir(std::string family, std::string die)
+{
+    PGMDQ_ASSERT(m_current_path.size() > 0);
+    // A path without any "/" is in the Windows form.
+    const std::string separator = m_current_path.find('/') == std::string::npos ? "\\" : "/";
+    std::string root = m_current_path;
+    if (root.back() != '/' && root.back() != '\\')
+        root += separator;
+    m_rk_die_dir = RK_LINUX_TEST_DIR + family + "/" + die + "/";
+    m_family_dir = root + family + separator;
+    m_die_dir = m_family_dir + die + separator;
+    m_checked_path = m_die_dir;
+    return exists(m_die_dir);
+}
+
+bool PGMDQ_POF_CHECKER::check_sof()
+{
+    const QStringList names = dir_entries(m_die_dir, QStringList("*.sof"), QDir::Files);
+    prepare_sof_memory(unsigned(names.size()));
+    for (unsigned i = 0; i < m_sof_size; ++i) {
+        m_sof_files[i].name = local8(names[int(i)]);
+        m_sof_files[i].fullpath = m_die_dir + m_sof_files[i].name;
+        m_sof_files[i].done = false;
+        if (!exists(m_sof_files[i].fullpath))
+            PGMDQ_INTERNAL_ERROR("FIO_FILE_SYSTEM::exists(m_sof_files[i].fullpath)");
+    }
+    if (m_sof_size == 0) {
+        update_msg(PGMDQ_MSG_TYPE_ERROR, "Can't detect any sof in directory " + m_die_dir);
+        return false;
+    }
+    if (!sof_paths_are_safe())
+        return false;
+
+    // The unpacked copies are named from the work directory, as the sites' scripts always did.
+    const std::string script = m_current_path + AUTO_UNZIPPED_NAME + ".pl";
+    rm_rf_file(script);
+    unsigned compressed = 0;
+    {
+        FILE_HANDLE output(create_script(script));
+        PGMDQ_ASSERT(output != NULL);
+        for (unsigned i = 0; i < m_sof_size; ++i) {
+            if (!is_gzip(m_sof_files[i].fullpath))
+                continue;
+            ++compressed;
+            const std::string packed = m_current_path + m_sof_files[i].name;
+            std::fputs(("system (\"gunzip -dcSf " + packed + " > " + packed + ".tmp\");\n").c_str(), output.get());
+        }
+    }
+    unzip_sofs(script, compressed);
+    return true;
+}
+
+// The generated scripts and command lines take these paths as they are, so a SOF whose path a
+// shell, Perl or Python would read as more than a name is refused, and with it the directory.
+bool PGMDQ_POF_CHECKER::sof_paths_are_safe()
+{
+    for (unsigned i = 0; i < m_sof_size; ++i) {
+        if (is_plain_word(m_sof_files[i].fullpath) && is_plain_word(m_current_path))
+            continue;
+        update_msg(PGMDQ_MSG_TYPE_ERROR, "Can't check " + m_sof_files[i].fullpath +
+                                             " - only letters, digits and / . _ - + , = : may form its path");
+        return false;
+    }
+    return true;
+}
+
+// Runs the unzip script (split over one thread per 100 files above 100) and puts every unpacked
+// copy in the place of its compressed SOF.
+void PGMDQ_POF_CHECKER::unzip_sofs(const std::string& script, unsigned compressed)
+{
+    const unsigned threads = (compressed + MAX_UNZIPS_PER_THREAD - 1) / MAX_UNZIPS_PER_THREAD;
+    if (compressed > MAX_UNZIPS_PER_THREAD)
+        run_thread_pl(script, ".pl", "perl", "gunzip", threads, 0, true, true);
+    else if (compressed > 0)
+        thr_run(("perl " + script).c_str());
+    rm_rf_file(script);
+
+    std::vector<std::string> delete_vector;
+    std::vector<std::string> move_vector;
+    for (unsigned i = 0; i < m_sof_size; ++i) {
+        const std::string& sof = m_sof_files[i].fullpath;
+        if (!is_gzip(sof) || !exists(sof + ".tmp"))
+            continue;
+        delete_vector.push_back("rm -rf " + sof);
+        move_vector.push_back("mv " + sof + ".tmp" + " " + sof);
+    }
+    PGMDQ_ASSERT(delete_vector.size() == move_vector.size());
+    // A batch needs two threads with a command each.
+    const unsigned batch = unsigned(std::min<size_t>(threads, delete_vector.size()));
+    if (compressed > MAX_UNZIPS_PER_THREAD && batch > 1) {
+        run_thread_cmd(delete_vector, batch);
+        run_thread_cmd(move_vector, batch);
+        return;
+    }
+    for (size_t k = 0; k < delete_vector.size(); ++k) {
+        thr_run(delete_vector[k].c_str());
+        thr_run(move_vector[k].c_str());
+    }
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -1494,7 +1834,7 @@ void PGMDQ_POF_CHECKER::write_python_login(FILE* output, const std::string& host
         "import pexpect\n",
         "PROMPT = \"\\$|\\%|\\>\"\n",
         "YES_NO = \"yes\"\n",
-        "p=pexpect.spawn('ssh " + local8(m_username_edit->text()) + "@" + host + "', timeout = " + timeout + ")\n",
+        "p=pexpect.spawn('ssh " + python_text(local8(m_username_edit->text())) + "@" + host + "', timeout = " + timeout + ")\n",
         "i=p.expect([YES_NO, 'assword', PROMPT])\n",
         "if i==0:\n",
         "   print \"Answering yes...\"\n",
@@ -1502,7 +1842,7 @@ void PGMDQ_POF_CHECKER::write_python_login(FILE* output, const std::string& host
         "   i=p.expect([YES_NO, 'assword', PROMPT])\n",
         "if i==1:\n",
         "   print \"Answering with password\"\n",
-        "   i=p.sendline('" + local8(m_password_edit->text()) + "')\n",
+        "   i=p.sendline('" + python_text(local8(m_password_edit->text())) + "')\n",
         "   p.expect('$')\n",
         "else:\n",
         "   print \"Do not need password\"\n",
@@ -1516,10 +1856,8 @@ std::string PGMDQ_POF_CHECKER::create_icd_dat_python(std::string sof_path)
     const std::string base = replace_tail(sof_path, 4, "");
     const std::string script = base + ".py";
     rm_rf_file(script);
-    FILE_HANDLE output(FIO_FILE_SYSTEM::fopen(script.c_str(), "w"));
+    FILE_HANDLE output(create_script(script));
     PGMDQ_ASSERT(output != NULL);
-    // The script carries the password: readable by its owner only.
-    fchmod(fileno(output.get()), S_IRUSR | S_IWUSR);
     write_python_login(output.get(), DAT_BUILD_HOST.str(), MAX_DAT_TIME_STRING);
     const std::string emulator = PGMDQ_POF_DIE_LIST[m_die_index].emulator_path.str();
     const std::string rif = PGMDQ_POF_FAMILY_LIST[m_family_index].has_rif ? " -rif " + m_rk_rif_path : "";
@@ -1542,23 +1880,61 @@ bool PGMDQ_POF_CHECKER::create_icd_dat(std::string sof_path, std::string dat_pat
     return exists(dat_path);
 }
 
-namespace {
-
-QStringList die_dir_files(const std::string& dir, const QStringList& patterns)
-{
-    return QDir(QString::fromLocal8Bit(dir.c_str())).entryList(patterns, QDir::Files);
-}
-
-} // namespace
-
-// The emulator's intermediate files and old DAT files.
+// The emulator's intermediate files and old DAT files. When DAT generation is skipped the DAT
+// files present are the run's inputs, read SOF by SOF, so they stay (as the final clean-up keeps
+// them); removing them after the first SOF would leave every later SOF without its ICD data.
 bool PGMDQ_POF_CHECKER::pre_delete_others()
 {
-    const QStringList patterns = {"*.cram", "*.redfuses", "*.dat", "*.s4_debug", "*.s4_info", "*.option_bits_out",
-                                  "*.cff"};
-    for (const QString& name : die_dir_files(m_die_dir, patterns))
+    QStringList patterns = {"*.cram", "*.redfuses", "*.dat", "*.s4_debug", "*.s4_info", "*.option_bits_out", "*.cff"};
+    if (m_skip_dat)
+        patterns.removeAll("*.dat");
+    for (const QString& name : dir_entries(m_die_dir, patterns, QDir::Files))
         rm_rf_file(m_die_dir + local8(name));
     return true;
+}
+
+// Keeps the SOFs and the die's redundancy file; everything else, folders included, goes.
+bool PGMDQ_POF_CHECKER::delete_others()
+{
+    const std::string rif = PGMDQ_POF_DIE_LIST[m_die_index].die + ".rif";
+    unsigned match = 0;
+    bool cleared = true;
+    const QDir::Filters every_entry = QDir::Files | QDir::Dirs | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot;
+    for (const QString& entry : dir_entries(m_die_dir, QStringList(), every_entry)) {
+        const std::string name = local8(entry);
+        bool kept = equal_ignoring_case(name, rif);
+        for (unsigned i = 0; i < m_sof_size && !kept; ++i)
+            if (equal_ignoring_case(name, m_sof_files[i].name)) {
+                kept = true;
+                ++match;
+            }
+        if (!kept)
+            cleared = rm_rf_file(m_die_dir + name) && cleared;
+    }
+    PGMDQ_ASSERT(match == m_sof_size);
+    return cleared;
+}
+
+// ---------------------------------------------------------------------------------------------
+// Notification mail
+
+void PGMDQ_POF_CHECKER::on_send_email()
+{
+    TFCQ_WAIT_CURSOR wait_cursor;
+    on_process_email();
+    m_send_button->setEnabled(false);
+}
+
+// Mails the whole log once to the bench team; whether it went out is the mail service's to report.
+void PGMDQ_POF_CHECKER::on_process_email()
+{
+    std::string body;
+    for (int row = 0; row < m_msg_list->count(); ++row)
+        body += local8(m_msg_list->item(row)->text()) + "\n";
+    const std::vector<PGM_COMMON_INI_EMAIL_ADDR_ENUM> roles = {PGM_COMMON_INI_EMAIL_ADDR_ENUM(0)};
+    PGM_COMMON::send_auto_email_file(roles, "POF Checker notification", body, false, std::string(),
+                                     std::vector<std::string>(), std::vector<std::string>());
+    m_send_button->setEnabled(false);
 }
 
 // Keeps the inputs and results; what a skipped step would have made is kept as its input.
@@ -1569,9 +1945,222 @@ bool PGMDQ_POF_CHECKER::delete_others_except()
         kept_patterns << "*.img";
     if (m_skip_dat)
         kept_patterns << "*.dat";
-    const QStringList kept = die_dir_files(m_die_dir, kept_patterns);
-    for (const QString& name : die_dir_files(m_die_dir, QStringList()))
+    const QStringList kept = dir_entries(m_die_dir, kept_patterns, QDir::Files);
+    for (const QString& name : dir_entries(m_die_dir, QStringList(), QDir::Files))
         if (!kept.contains(name, Qt::CaseInsensitive))
             rm_rf_file(m_die_dir + local8(name));
     return true;
+}
+
+// ---------------------------------------------------------------------------------------------
+// Images on the image-build workstation and DAT files on the data-build host
+
+// The work directory as the workstation sees it: the generated scripts lie there.
+std::string PGMDQ_POF_CHECKER::workstation_dir()
+{
+    if (m_regression)
+        return WORKSTATION_DATA_ROOT + TEST_SHORT_DIR;
+    return WORKSTATION_DATA_ROOT + standardize_dir_seperator(local8(m_dir_edit->text()), true);
+}
+
+// Where the workstation finds the SOFs and writes their images: the die directory. In a
+// regression that is the die's folder below the test directory, so its family and die are added
+// to the work directory; without them the converter would look for the SOFs in the test
+// directory itself and the images would never reach the die directory that the RBF step reads.
+std::string PGMDQ_POF_CHECKER::image_dir()
+{
+    if (!m_regression)
+        return workstation_dir();
+    return workstation_dir() + PGMDQ_POF_FAMILY_LIST[m_family_index].key + "/" + PGMDQ_POF_DIE_LIST[m_die_index].die +
+           "/";
+}
+
+// Images are counted where they are made, the die directory (the work directory itself in a
+// personal test).
+unsigned PGMDQ_POF_CHECKER::count_images()
+{
+    const unsigned found = unsigned(dir_entries(m_die_dir, QStringList("*.img"), QDir::Files).size());
+    char text[64];
+    std::snprintf(text, sizeof text, "Found %d image file(s)", int(found));
+    update_msg(found > 0 ? PGMDQ_MSG_TYPE_INFO : PGMDQ_MSG_TYPE_POF_ERROR, text);
+    return found;
+}
+
+bool PGMDQ_POF_CHECKER::create_img_perl()
+{
+    const std::string script = m_current_path + AUTO_GEN_IMG_NAME + ".pl";
+    rm_rf_file(script);
+    {
+        FILE_HANDLE output(create_script(script));
+        PGMDQ_ASSERT(output != NULL);
+        const std::string converter = WORKSTATION_DATA_ROOT + TEST_SHORT_DIR + "sof2img/" + m_sof2img_exe;
+        const std::string dir = image_dir();
+        const std::string& die = PGMDQ_POF_DIE_LIST[m_die_index].die;
+        for (unsigned i = 0; i < m_sof_size; ++i) {
+            const std::string& name = m_sof_files[i].name;
+            std::fputs(("system (\"" + converter + " " + dir + name + " " + dir + replace_tail(name, 3, "img") +
+                        " -s2i " + die + "\");\n")
+                           .c_str(),
+                       output.get());
+        }
+        std::fputs(("print \"" + IMG_DONE_TEXT + "\\n\"\n").c_str(), output.get());
+    }
+    if (m_sof_size > MAX_SOFS_PER_IMG_SCRIPT)
+        run_thread_pl(script, ".pl", "perl", "s2i", IMG_THREADS, 0, false, true);
+    return true;
+}
+
+bool PGMDQ_POF_CHECKER::create_img()
+{
+    if (!create_img_perl())
+        return false;
+    const bool split = m_sof_size > MAX_SOFS_PER_IMG_SCRIPT;
+    const unsigned timeout = split ? (m_sof_size / IMG_THREADS) * IMG_SECONDS_PER_SIX_SOFS : IMG_SECONDS_ONE_SCRIPT;
+    const std::string script = m_current_path + AUTO_GEN_IMG_NAME + ".py";
+    rm_rf_file(script);
+    {
+        FILE_HANDLE output(create_script(script));
+        PGMDQ_ASSERT(output != NULL);
+        write_python_login(output.get(), IMAGE_BUILD_HOST.str(), std::to_string(timeout));
+        std::fputs("print \"Doing mounting\"\n", output.get());
+        std::fputs(("p.sendline('mount " + RK_TEST_DIR_MOUNT + " S:')\n").c_str(), output.get());
+        for (unsigned k = 0; k < (split ? IMG_THREADS : 1); ++k) {
+            const std::string part = split ? std::to_string(k) : std::string();
+            std::fputs(("p.sendline('perl " + workstation_dir() + AUTO_GEN_IMG_NAME + part + ".pl')\n").c_str(),
+                       output.get());
+        }
+        std::fputs(("i=p.expect('" + IMG_DONE_TEXT + "\\n')\n").c_str(), output.get());
+        std::fputs("p.sendline('exit')\n", output.get());
+        std::fputs("p.close()\n", output.get());
+    }
+    if (split) {
+        run_thread_pl(script, ".py", python_command(), "perl", IMG_THREADS, timeout, true, true);
+    } else {
+        thr_run((python_command() + " " + script).c_str());
+        rm_rf_file(script);
+    }
+    return count_images() > 0;
+}
+
+// Runs the converters here under wine instead of on the workstation.
+bool PGMDQ_POF_CHECKER::create_img_with_wine()
+{
+    const std::string script = m_current_path + AUTO_GEN_IMG_NAME + ".pl";
+    rm_rf_file(script);
+    {
+        FILE_HANDLE output(create_script(script));
+        PGMDQ_ASSERT(output != NULL);
+        const std::string& die = PGMDQ_POF_DIE_LIST[m_die_index].die;
+        for (unsigned i = 0; i < m_sof_size; ++i) {
+            const std::string& sof = m_sof_files[i].fullpath;
+            std::fputs(("system (\"" + WINE_LINUX32_PATH + " " + m_sof2img_path + " " + sof + " " +
+                        replace_tail(sof, 3, "img") + " -s2i " + die + "\");\n")
+                           .c_str(),
+                       output.get());
+        }
+        std::fputs(("print \"" + IMG_DONE_TEXT + "\\n\"\n").c_str(), output.get());
+    }
+    if (m_sof_size > MAX_SOFS_PER_IMG_SCRIPT)
+        run_thread_pl(script, ".pl", "perl", "s2i", IMG_THREADS, 0, true, true);
+    else
+        thr_run(("perl " + script).c_str());
+    rm_rf_file(script);
+    if (count_images() == 0)
+        return false;
+    // The images lie beside the SOFs; the shell's own folder is the host's, not the die's.
+    const std::string in_die_dir = "cd " + shell_word(m_die_dir) + " && ";
+    if (thr_run((in_die_dir + "gzip *.img").c_str()) != 0) {
+        update_msg(PGMDQ_MSG_TYPE_POF_ERROR, "Fail to compress images");
+        return false;
+    }
+    if (thr_run((in_die_dir + "gunzip *.img.gz").c_str()) != 0) {
+        update_msg(PGMDQ_MSG_TYPE_POF_ERROR, "Fail to uncompress images");
+        return false;
+    }
+    return true;
+}
+
+// One Perl script per work folder: SOF i is made in folder i mod 8, and its DAT file moved into
+// the work directory.
+bool PGMDQ_POF_CHECKER::create_icd_dat_perl(bool moved)
+{
+    const unsigned threads = std::min(m_sof_size, MAX_FOLDER_THREADS);
+    std::vector<std::vector<std::string>> lines(threads);
+    const std::string emulator = PGMDQ_POF_DIE_LIST[m_die_index].emulator_path.str();
+    const std::string rif = PGMDQ_POF_FAMILY_LIST[m_family_index].has_rif ? " -rif " + m_rk_rif_path : "";
+    for (unsigned i = 0; i < m_sof_size; ++i) {
+        const unsigned slot = i % MAX_FOLDER_THREADS;
+        const std::string folder = m_current_path + AUTO_GEN_DAT_NAME + std::to_string(slot);
+        const std::string folder_base = folder + "/" + replace_tail(m_sof_files[i].name, 4, "");
+        const std::string own_base = replace_tail(m_sof_files[i].fullpath, 4, "");
+        std::vector<std::string>& list = lines[slot];
+        list.push_back("system (\"" + emulator + " -o " + folder_base + " -m3 -img " +
+                       (moved ? folder_base : own_base) + ".img" + rif + "\");");
+        for (const char* leftover : EMULATOR_LEFTOVERS)
+            list.push_back("system (\"rm -rf " + folder + "/*." + leftover + "\");");
+        list.push_back("system (\"mv " + folder_base + ".dat " + m_current_path + ".\");");
+    }
+    for (unsigned t = 0; t < threads; ++t) {
+        const std::string script = m_current_path + AUTO_GEN_DAT_NAME + std::to_string(t) + ".pl";
+        rm_rf_file(script);
+        FILE_HANDLE output(create_script(script));
+        PGMDQ_ASSERT(output != NULL);
+        for (const std::string& line : lines[t])
+            std::fputs((line + "\n").c_str(), output.get());
+        std::fputs(("print \"" + DAT_DONE_TEXT + "\"\n").c_str(), output.get());
+    }
+    return true;
+}
+
+// The DAT files of every SOF, several at once: each worker logs in by itself and runs one folder
+// script; the RBF step waits for each DAT file.
+bool PGMDQ_POF_CHECKER::create_icd_dat()
+{
+    if (!move_img(false) || !create_icd_dat_perl(false))
+        return false;
+    const unsigned threads = std::min(m_sof_size, MAX_FOLDER_THREADS);
+    const unsigned timeout = (m_sof_size / threads + 1) * DAT_SECONDS_PER_ROUND;
+    const std::string script = m_current_path + AUTO_GEN_DAT_NAME + ".py";
+    rm_rf_file(script);
+    {
+        FILE_HANDLE output(create_script(script));
+        PGMDQ_ASSERT(output != NULL);
+        write_python_login(output.get(), DAT_BUILD_HOST.str(), std::to_string(timeout));
+        for (unsigned t = 0; t < threads; ++t)
+            std::fputs(("p.sendline('perl " + m_current_path + AUTO_GEN_DAT_NAME + std::to_string(t) + ".pl')\n").c_str(),
+                       output.get());
+        std::fputs(("i=p.expect('" + DAT_DONE_TEXT + "')\n").c_str(), output.get());
+        std::fputs("p.sendline('exit')\n", output.get());
+        std::fputs("p.close()\n", output.get());
+    }
+    if (m_sof_size > 1) {
+        run_thread_pl(script, ".py", python_command(), "perl", threads, 0, true, false);
+    } else {
+        thr_run((python_command() + " " + script).c_str());
+        rm_rf_file(script);
+    }
+    return true;
+}
+
+// Creates a generated script readable and writable by its owner only from the first byte on
+// (the log-in scripts carry the password), and notes it for removal when the run ends. The
+// caller has removed any older file of that name.
+FILE* PGMDQ_POF_CHECKER::create_script(const std::string& path)
+{
+    m_scripts.insert(path);
+    const int fd = ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, S_IRUSR | S_IWUSR);
+    if (fd < 0)
+        return nullptr;
+    FILE* file = fdopen(fd, "w");
+    if (!file)
+        ::close(fd);
+    return file;
+}
+
+void PGMDQ_POF_CHECKER::remove_scripts()
+{
+    for (const std::string& script : m_scripts)
+        if (exists(script))
+            rm_rf_file(script);
+    m_scripts.clear();
 }

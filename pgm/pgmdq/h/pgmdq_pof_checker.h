@@ -14,6 +14,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <set>
 #include <string>
 #include <unordered_map>
 #include <vector>
@@ -158,7 +159,11 @@ public:
     bool create_thread_folder();
     bool move_img(bool move);
 
-    // Inputs of a die.
+    // The walk over families and dies, and the inputs of a die.
+    bool check_family_pof(std::string family);
+    bool check_die_pof(std::string family, std::string die, bool& cont);
+    bool check_die_dir(std::string family, std::string die);
+    bool check_sof();
     bool check_sof2img();
     bool check_rif();
     void update_path_missing(std::string what);
@@ -188,10 +193,17 @@ public:
     bool create_rbf_in_thread();
     bool get_dat(unsigned i, unsigned n);
 
-    // The one-SOF DAT run on the data-build host and the die directory's clean-ups.
+    // Images on the image-build workstation, DAT files on the data-build host, and the die
+    // directory's clean-ups.
+    bool create_img();
+    bool create_img_perl();
+    bool create_img_with_wine();
+    bool create_icd_dat();
+    bool create_icd_dat_perl(bool moved);
     bool create_icd_dat(std::string sof_path, std::string dat_path);
     std::string create_icd_dat_python(std::string sof_path);
     bool pre_delete_others();
+    bool delete_others();
     bool delete_others_except();
 
 protected:
@@ -201,8 +213,10 @@ private slots:
     void on_send_enabled();
     void on_site();
     void on_change_family();
+    void on_pof_check();
     void on_clear_msg();
     void on_save_msg();
+    void on_send_email();
     void on_has_dat();
     void on_has_icd_rbf();
 
@@ -210,6 +224,17 @@ private:
     // Tests set up a run's state (directories, SOF records, skip flags) directly.
     friend struct PGMDQ_POF_CHECKER_TEST_ACCESS;
 
+    void on_process_email();
+    void check_regression();
+    void check_personal();
+    void check_personal_dir();
+    bool sof_paths_are_safe();
+    void unzip_sofs(const std::string& script, unsigned compressed);
+    std::string image_dir();
+    std::string workstation_dir();
+    unsigned count_images();
+    FILE* create_script(const std::string& path);
+    void remove_scripts();
     void create_widgets();
     void create_layout();
     void connect_widgets();
@@ -272,4 +297,7 @@ private:
     // lookup; emptied lists empty it.
     std::unordered_map<std::uint64_t, unsigned> m_crc_lookup;
     std::size_t m_crc_lookup_indexed;
+    // Every script a run wrote (some carry the password): removed when the run ends, however it
+    // ends.
+    std::set<std::string> m_scripts;
 };

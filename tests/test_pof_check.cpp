@@ -1,0 +1,635 @@
+// The Check flow's pieces through the loopback site: the walk's error lines (and whether the run
+// goes on), the separators of a die directory, the listing and unpacking of SOFs, names that are
+// never commands, personal tests with each skip combination and the recursive switch, and the
+// generated Perl and Python scripts, character for character.
+#include "pof_test_support.h"
+
+#include <algorithm>
+#include <set>
+#include <sys/stat.h>
+
+namespace {
+
+const unsigned BOREAL5 = 0, CALDER5 = 1;
+const unsigned B5D1 = 0, C5D1 = 6;
+
+std::vector<std::string> sorted(std::vector<std::string> lines)
+{
+    std::sort(lines.begin(), lines.end());
+    return lines;
+}
+
+std::string preamble(const std::string& host, const std::string& timeout, const std::string& password)
+{
+    return "import pexpect\n"
+           "PROMPT = \"\\$|\\%|\\>\"\n"
+           "YES_NO = \"yes\"\n"
+           "p=pexpect.spawn('ssh engineer@" +
+           host + "', timeout = " + timeout +
+           ")\n"
+           "i=p.expect([YES_NO, 'assword', PROMPT])\n"
+           "if i==0:\n"
+           "   print \"Answering yes...\"\n"
+           "   p.sendline('yes')\n"
+           "   i=p.expect([YES_NO, 'assword', PROMPT])\n"
+           "if i==1:\n"
+           "   print \"Answering with password\"\n"
+           "   i=p.sendline('" +
+           password +
+           "')\n"
+           "   p.expect('$')\n"
+           "else:\n"
+           "   print \"Do not need password\"\n";
+}
+
+class PofCheck : public ::testing::Test, POF_APPLICATION_FIRST {
+protected:
+    POF_TEST_SITE site{"pof_check"};
+    PGMDQ_POF_CHECKER checker;
+    PGMDQ_POF_CHECKER_TEST_ACCESS access{checker};
+
+    std::vector<std::string> missing_dies(const std::string& family, std::vector<std::string> dies) const
+    {
+        std::vector<std::string> lines;
+        for (const std::string& die : dies)
+            lines.push_back("Error: File directory of " + die + " is missing (" + site.root() + family + "/" + die +
+                            "/)");
+        return lines;
+    }
+
+    // A regression over a release that has only C5D1: the log from the Calder 5 line on, with
+    // `c5d1_lines` in the place of that die's lines.
+    std::vector<std::string> regression_log(const std::vector<std::string>& c5d1_lines) const
+    {
+        std::vector<std::string> log = {"Warning: Skip Boreal 5 - not ready yet", "Info: Checking Calder 5 ..."};
+        const auto add = [&log](const std::vector<std::string>& lines) { log.insert(log.end(), lines.begin(), lines.end()); };
+        add(c5d1_lines);
+        add(missing_dies("calder5", {"C5D2", "C5D3", "C5D4"}));
+        log.push_back("Info: Checking Dunlin 5 ...");
+        add(missing_dies("dunlin5", {"D5D1", "D5D2", "D5D3", "D5D4", "D5D5"}));
+        log.push_back("Info: Checking Kestrel ...");
+        add(missing_dies("kestrel", {"KS50", "KS120", "KS470"}));
+        return log;
+    }
+
+    // A folder with the given files for check_sof, as the die directory and work directory.
+    std::string sof_dir(const std::string& make_files)
+    {
+        const std::string dir = site.root() + "sofs/";
+        pof_test_read_command("mkdir -p " + dir + " && cd " + dir + " && " + make_files);
+        access.set_die(CALDER5, C5D1, dir);
+        return dir;
+    }
+};
+
+// ---------------------------------------------------------------------------------------------
+// The walk's error lines
+
+TEST_F(PofCheck, MissingConverterEndsTheDieAndTheRunGoesOn)
+{
+    ASSERT_TRUE(site.make_release("C5D1", 1, 0));
+    pof_test_read_command("rm " + site.root() + "sof2img/calder5_sof2img.exe");
+    site.log_in(access);
+    access.check_button()->click();
+    EXPECT_EQ(access.log(), regression_log({"Error: SOF2IMG executable of Calder 5 is missing (" + site.root() +
+                                            "sof2img/calder5_sof2img.exe)"}));
+    EXPECT_TRUE(site.python_runs().empty());
+}
+
+TEST_F(PofCheck, DieWithoutSofEndsTheDieWithoutAnyScriptAndTheRunGoesOn)
+{
+    ASSERT_TRUE(site.make_release("C5D1", 1, 0));
+    pof_test_read_command("rm " + site.root() + "calder5/C5D1/*.sof");
+    site.log_in(access);
+    access.check_button()->click();
+    EXPECT_EQ(access.log(),
+              regression_log({"Error: Can't detect any sof in directory " + site.root() + "calder5/C5D1/"}));
+    EXPECT_TRUE(site.perl_runs().empty());
+    EXPECT_TRUE(site.python_runs().empty());
+}
+
+// A die directory that cannot be cleared stops the family and with it the run.
+TEST_F(PofCheck, FailedClearingStopsTheRun)
+{
+    ASSERT_TRUE(site.make_release("C5D1", 1, 0));
+    const std::string die_dir = site.root() + "calder5/C5D1/";
+    pof_test_write(die_dir + "stuck.txt", "");
+    site.add_program("rm", "case \"$*\" in *stuck*) exit 1;; esac\nexec /bin/rm \"$@\"\n");
+    site.log_in(access);
+    access.check_button()->click();
+    EXPECT_EQ(access.log(), (std::vector<std::string>{"Warning: Skip Boreal 5 - not ready yet",
+                                                      "Info: Checking Calder 5 ...",
+                                                      "Error: Fail to clear directory " + die_dir}));
+    EXPECT_TRUE(site.python_runs().empty());
+}
+
+TEST_F(PofCheck, MissingTestDirectoryStopsBeforeAnything)
+{
+    gen_set_setting("pof_checker/rk_linux_test_dir", site.root() + "nowhere/");
+    site.log_in(access);
+    access.check_button()->click();
+    EXPECT_EQ(access.log(), std::vector<std::string>{"Error: Fail to get test directory " + site.root() + "nowhere/"});
+}
+
+// A die without SOFs does not stop the family; a missing redundancy file does.
+TEST_F(PofCheck, MissingRedundancyFileStopsTheFamily)
+{
+    ASSERT_TRUE(site.make_release("C5D1", 1, 0));
+    pof_test_read_command("mkdir -p " + site.root() + "boreal5/B5D1 && touch " + site.root() + "boreal5/B5D1/B5D1.rif");
+    access.set_current_path(site.root());
+    access.set_family_die(BOREAL5, B5D1);
+    EXPECT_FALSE(checker.check_family_pof("boreal5"));
+    EXPECT_EQ(access.log(), (std::vector<std::string>{
+                                "Error: Can't detect any sof in directory " + site.root() + "boreal5/B5D1/",
+                                "Error: Redundancy file of B5D2 is missing (" + site.root() + "boreal5/B5D2/B5D2.rif)"}));
+    EXPECT_EQ(pof_test_internal_error([&] { checker.check_family_pof(""); }), "!family.empty()");
+    EXPECT_EQ(pof_test_internal_error([&] { checker.check_family_pof("osprey"); }), "found");
+}
+
+struct DIE_DIR_CASE {
+    const char* current_path;
+    const char* die_dir;
+};
+
+class PofDieDir : public PofCheck, public ::testing::WithParamInterface<DIE_DIR_CASE> {};
+
+TEST_P(PofDieDir, SeparatorFollowsThePathsForm)
+{
+    access.set_current_path(GetParam().current_path);
+    EXPECT_FALSE(checker.check_die_dir("calder5", "C5D1"));
+    EXPECT_EQ(access.die_dir(), GetParam().die_dir);
+    EXPECT_EQ(access.checked_path(), GetParam().die_dir);
+    EXPECT_EQ(access.rk_die_dir(), site.root() + "calder5/C5D1/");
+}
+
+INSTANTIATE_TEST_SUITE_P(Paths, PofDieDir,
+                         ::testing::Values(DIE_DIR_CASE{"R:\\rel", "R:\\rel\\calder5\\C5D1\\"},
+                                           DIE_DIR_CASE{"R:\\rel\\", "R:\\rel\\calder5\\C5D1\\"},
+                                           DIE_DIR_CASE{"/nowhere/rel", "/nowhere/rel/calder5/C5D1/"},
+                                           DIE_DIR_CASE{"/nowhere/rel/", "/nowhere/rel/calder5/C5D1/"},
+                                           DIE_DIR_CASE{"R:\\rel/", "R:\\rel/calder5/C5D1/"},
+                                           DIE_DIR_CASE{"R:\\rel/x\\", "R:\\rel/x\\calder5/C5D1/"}));
+
+TEST_F(PofCheck, DieDirectoryNeedsAWorkDirectory)
+{
+    access.set_current_path("");
+    EXPECT_EQ(pof_test_internal_error([&] { checker.check_die_dir("calder5", "C5D1"); }), "m_current_path.size() > 0");
+}
+
+// ---------------------------------------------------------------------------------------------
+// Listing and unpacking SOFs
+
+TEST_F(PofCheck, CompressedSofsAreUnpackedInPlaceAndThreeBytesNeverCount)
+{
+    const std::string dir = sof_dir("printf 'plain' > a.sof && printf 'packed' | gzip > b.sof && "
+                                    "printf '\\037\\213\\010' > c.sof && touch d.img");
+    EXPECT_TRUE(checker.check_sof());
+    ASSERT_EQ(access.sof_size(), 3u);
+    EXPECT_EQ(access.sof_fullpath(1), dir + "b.sof");
+    EXPECT_EQ(pof_test_read(dir + "a.sof"), "plain");
+    EXPECT_EQ(pof_test_read(dir + "b.sof"), "packed");
+    EXPECT_EQ(pof_test_read(dir + "c.sof"), "\x1f\x8b\x08");
+    EXPECT_EQ(site.perl_runs(), std::vector<std::string>{dir + "auto_unzipped.pl"});
+    EXPECT_EQ(pof_test_read_command("ls " + dir), "a.sof\nb.sof\nc.sof\nd.img\n");
+}
+
+TEST_F(PofCheck, PlainSofsNeedNoUnpacking)
+{
+    sof_dir("printf 'plain' > a.sof");
+    EXPECT_TRUE(checker.check_sof());
+    EXPECT_TRUE(site.perl_runs().empty());
+}
+
+TEST_F(PofCheck, AHundredCompressedSofsTakeOnePerlRun)
+{
+    const std::string dir = sof_dir("for i in $(seq 100 199); do echo design$i | gzip > s$i.sof; done");
+    EXPECT_TRUE(checker.check_sof());
+    EXPECT_EQ(site.perl_runs(), std::vector<std::string>{dir + "auto_unzipped.pl"});
+    EXPECT_EQ(pof_test_read(dir + "s150.sof"), "design150\n");
+    EXPECT_EQ(pof_test_read_command("cat " + dir + "*.sof | grep -c design"), "100\n");
+}
+
+TEST_F(PofCheck, MoreThanAHundredAreSplitOverThreads)
+{
+    const std::string dir = sof_dir("for i in $(seq 100 200); do echo design$i | gzip > s$i.sof; done");
+    EXPECT_TRUE(checker.check_sof());
+    EXPECT_EQ(sorted(site.perl_runs()), (std::vector<std::string>{dir + "auto_unzipped0.pl", dir + "auto_unzipped1.pl"}));
+    EXPECT_EQ(pof_test_read(dir + "s200.sof"), "design200\n");
+    EXPECT_EQ(pof_test_read_command("cat " + dir + "*.sof | grep -c design"), "101\n");
+    EXPECT_EQ(pof_test_read_command("ls " + dir + " | grep -v -c '^s[0-9]*[.]sof$'"), "0\n");
+}
+
+// A name the shell would read as a command is refused before any script or command line.
+TEST_F(PofCheck, SofNamesAreNeverCommands)
+{
+    const std::string dir =
+        sof_dir("printf 'x' | gzip > 'a;touch injected;.sof' && printf 'x' | gzip > 'b$(touch injected).sof'");
+    EXPECT_FALSE(checker.check_sof());
+    EXPECT_EQ(access.log(), std::vector<std::string>{"Error: Can't check " + dir + "a;touch injected;.sof" +
+                                                     " - only letters, digits and / . _ - + , = : may form its path"});
+    EXPECT_TRUE(site.perl_runs().empty());
+    EXPECT_FALSE(pof_test_exists(dir + "injected"));
+
+    // Entries of any name are removed as they are.
+    ASSERT_EQ(chdir(dir.c_str()), 0);
+    EXPECT_TRUE(PGMDQ_POF_CHECKER::rm_rf_file(dir + "b$(touch injected).sof"));
+    EXPECT_TRUE(PGMDQ_POF_CHECKER::rm_rf_file(dir + "it's `touch injected`"));
+    EXPECT_FALSE(pof_test_exists(dir + "b$(touch injected).sof"));
+    EXPECT_FALSE(pof_test_exists(dir + "injected"));
+    ASSERT_EQ(chdir("/"), 0);
+}
+
+// ---------------------------------------------------------------------------------------------
+// Personal tests
+
+struct PERSONAL_CASE {
+    const char* name;
+    const char* click;                  // the skip box clicked: "img", "dat", "icd" or ""
+    std::vector<std::string> premade;   // made before the run: "img", "dat", "icd.rbf"
+    std::vector<std::string> logins;    // the Python scripts run, sorted ("<dir>" stands for the directory)
+    std::vector<std::string> kept;      // extensions left beside the SOFs besides the raw binaries
+};
+
+class PofPersonal : public PofCheck, public ::testing::WithParamInterface<PERSONAL_CASE> {
+protected:
+    std::string dir;
+    std::vector<std::string> sofs = {"c5d1_design01", "c5d1_design02", "c5d1_design03"};
+
+    // The personal directory below the data root with the release's three C5D1 SOFs, the 2nd of
+    // them compressed.
+    void prepare(unsigned count)
+    {
+        ASSERT_TRUE(site.make_release("C5D1", 3, 2));
+        sofs.resize(count);
+        dir = site.data_root() + site.name() + "/personal/";
+        pof_test_read_command("mkdir " + dir);
+        for (const std::string& sof : sofs)
+            pof_test_read_command("cp " + site.root() + "calder5/C5D1/" + sof + ".sof " + dir);
+        site.log_in(access);
+        access.personal_test_check()->click();
+        access.dir_edit()->setText(QString::fromStdString(site.name() + "/personal"));
+        access.family_combo()->setCurrentIndex(0);
+        access.die_combo()->setCurrentIndex(0);
+    }
+    // Products a skipped step would have made, by the release's own tools.
+    void premake(const std::vector<std::string>& products)
+    {
+        // The tools read plain SOFs; with nothing made beforehand the run unpacks them itself.
+        for (const std::string& sof : products.empty() ? std::vector<std::string>() : sofs) {
+            const std::string base = dir + sof;
+            pof_test_read_command("cd " + dir + " && (gzip -t " + sof + ".sof 2>/dev/null && zcat " + sof + ".sof > u && mv u " +
+                                  sof + ".sof); true");
+            for (const std::string& product : products) {
+                if (product == "img")
+                    pof_test_read_command(site.root() + "sof2img/calder5_sof2img.exe " + base + ".sof " + base +
+                                          ".img -s2i C5D1");
+                if (product == "dat")
+                    pof_test_read_command(site.root() + "icd_emulator/C5D1/C5D1 -o " + base + " -m3 -img " + base +
+                                          ".img && rm -f " + base + ".cram " + base + ".redfuses " + base +
+                                          ".s4_* " + base + ".option_bits_out " + base + ".cff");
+                if (product == "icd.rbf")
+                    checker.create_icd_rbf(base + ".dat");
+            }
+        }
+    }
+    std::vector<std::string> passed_lines(bool with_images) const
+    {
+        std::vector<std::string> lines;
+        if (with_images)
+            lines.push_back("Info: Found " + std::to_string(sofs.size()) + " image file(s)");
+        for (const std::string& sof : sofs)
+            lines.push_back("Info: POF checking passed - " + dir + sof + ".sof");
+        return lines;
+    }
+    std::string listing() const { return pof_test_read_command("cd " + dir + " && find . -maxdepth 1 -type f | sort"); }
+    std::string expected_listing(const std::vector<std::string>& kept) const
+    {
+        std::vector<std::string> names;
+        for (const std::string& sof : sofs) {
+            for (const char* ext : {"sof", "rbf", "icd.rbf", "pgm.icd.rbf"})
+                names.push_back("./" + sof + "." + ext);
+            for (const std::string& ext : kept)
+                names.push_back("./" + sof + "." + ext);
+        }
+        std::sort(names.begin(), names.end());
+        std::string text;
+        for (const std::string& name : names)
+            text += name + "\n";
+        return text;
+    }
+    std::vector<std::string> with_dir(const std::vector<std::string>& names) const
+    {
+        std::vector<std::string> paths;
+        for (const std::string& name : names)
+            paths.push_back(dir + name);
+        return paths;
+    }
+};
+
+TEST_P(PofPersonal, SkipBoxesLeaveOutTheirStepsAndKeepTheirInputs)
+{
+    const PERSONAL_CASE& c = GetParam();
+    prepare(3);
+    premake(c.premade);
+    if (std::string(c.click) == "img")
+        access.skip_img_check()->click();
+    if (std::string(c.click) == "dat")
+        access.skip_dat_check()->click();
+    if (std::string(c.click) == "icd")
+        access.skip_icd_rbf_check()->click();
+    access.check_button()->click();
+    EXPECT_EQ(access.log(), passed_lines(std::string(c.click).empty()));
+    EXPECT_EQ(sorted(site.python_runs()), with_dir(c.logins));
+    EXPECT_EQ(listing(), expected_listing(c.kept));
+    EXPECT_EQ(site.files_with_password(site.data_root() + site.name()), "");
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Skips, PofPersonal,
+    ::testing::Values(
+        PERSONAL_CASE{"Nothing", "", {}, {"auto_gen_dat0.py", "auto_gen_dat1.py", "auto_gen_dat2.py", "auto_gen_img.py"}, {}},
+        PERSONAL_CASE{"Images", "img", {"img"}, {"auto_gen_dat0.py", "auto_gen_dat1.py", "auto_gen_dat2.py"}, {"img"}},
+        PERSONAL_CASE{"ImagesAndDat", "dat", {"img", "dat"}, {}, {"img", "dat"}},
+        PERSONAL_CASE{"Everything", "icd", {"img", "dat", "icd.rbf"}, {}, {"img", "dat"}}),
+    [](const ::testing::TestParamInfo<PERSONAL_CASE>& info) { return std::string(info.param.name); });
+
+// An internal error in the middle of a run (here a split script that cannot be created, as an
+// old one of its name cannot be removed) still leaves no script with the password behind.
+TEST_F(PofPersonal, ScriptsAreGoneAfterAnInternalError)
+{
+    prepare(3);
+    premake({"img"});
+    access.skip_img_check()->click();
+    site.add_program("rm", "case \"$*\" in *auto_gen_dat0.py) exit 1;; esac\nexec /bin/rm \"$@\"\n");
+    pof_test_write(dir + "auto_gen_dat0.py", "");
+    EXPECT_EQ(pof_test_internal_error([&] { QMetaObject::invokeMethod(&checker, "on_pof_check"); }),
+              "output_array[i] != NULL");
+    EXPECT_TRUE(site.python_runs().empty());
+    EXPECT_EQ(site.files_with_password(site.data_root() + site.name()), "");
+    EXPECT_EQ(pof_test_read_command("cd " + dir + " && ls *.py *.pl 2>/dev/null"), "auto_gen_dat0.py\n");
+    EXPECT_EQ(access.thread_batch(), nullptr);
+}
+
+// One SOF never makes DAT files in threads: its DAT comes from its own script. With the
+// recursive switch and no sub-directory the directory itself is checked.
+TEST_F(PofPersonal, OneSofTakesTheOneSofDatScript)
+{
+    gen_set_setting("switches/PGMDQ_RECURSIVE_PERSONEL_TEST", "on");
+    prepare(1);
+    access.check_button()->click();
+    gen_set_setting("switches/PGMDQ_RECURSIVE_PERSONEL_TEST", "off");
+    EXPECT_EQ(access.log(), passed_lines(true));
+    EXPECT_EQ(site.python_runs(), with_dir({"auto_gen_img.py", "c5d1_design01.py"}));
+}
+
+// Sub-directories are named with a backslash appended, on every platform, so here each is
+// reported as holding no SOF.
+TEST_F(PofPersonal, RecursiveSwitchChecksEachSubDirectory)
+{
+    prepare(1);
+    pof_test_read_command("mkdir " + dir + "a " + dir + "b && cp " + dir + "*.sof " + dir + "a/");
+    gen_set_setting("switches/PGMDQ_RECURSIVE_PERSONEL_TEST", "on");
+    access.check_button()->click();
+    gen_set_setting("switches/PGMDQ_RECURSIVE_PERSONEL_TEST", "off");
+    EXPECT_EQ(sorted(access.log()), (std::vector<std::string>{"Error: Can't detect any sof in directory " + dir + "a\\",
+                                                              "Error: Can't detect any sof in directory " + dir + "b\\"}));
+    EXPECT_TRUE(site.python_runs().empty());
+}
+
+TEST_F(PofPersonal, WithoutTheSwitchSubDirectoriesAreNotChecked)
+{
+    prepare(1);
+    pof_test_read_command("mkdir " + dir + "a");
+    access.check_button()->click();
+    EXPECT_EQ(access.log(), passed_lines(true));
+}
+
+
+// ---------------------------------------------------------------------------------------------
+// Generated scripts
+
+class PofScripts : public PofCheck {
+protected:
+    std::string dir;   // the work directory, a personal test's
+    std::string kept;  // where the stand-in Python command keeps each script it was given
+
+    void SetUp() override
+    {
+        dir = site.root() + "d/";
+        kept = site.root() + "kept/";
+        pof_test_read_command("mkdir -p " + dir + " " + kept);
+        access.personal_test_check()->setChecked(true);  // a personal test unless a test says otherwise
+        site.log_in(access);
+        access.set_die(CALDER5, C5D1, dir);
+        checker.check_sof2img();
+        access.clear_log();
+        gen_set_setting("icd_emulator/C5D1", "/emu/C5D1");
+        gen_set_setting("icd_emulator/B5D1", "/emu/B5D1");
+        // A Python command that keeps a copy of each script and its mode, and logs in nowhere.
+        pof_test_write(kept + "keep.sh", "cp \"$1\" " + kept + "$(basename \"$1\")\nstat -c %a \"$1\" > " + kept +
+                                             "$(basename \"$1\").mode\n");
+        gen_set_setting("pof_checker/python_rk_src", "sh " + kept + "keep.sh");
+    }
+    void set_sofs(unsigned count)
+    {
+        std::vector<std::string> names;
+        for (unsigned i = 0; i < count; ++i)
+            names.push_back("s" + std::to_string(10 + i) + ".sof");
+        access.set_sof_files(names);
+    }
+    std::string kept_script(const std::string& name) const { return pof_test_read(kept + name); }
+    std::string kept_mode(const std::string& name) const { return pof_test_read(kept + name + ".mode"); }
+    std::string image_line(const std::string& base, unsigned i) const
+    {
+        const std::string sof = "s" + std::to_string(10 + i);
+        return "system (\"S:/data/" + site.name() + "/sof2img/calder5_sof2img.exe " + base + sof + ".sof " + base +
+               sof + ".img -s2i C5D1\");\n";
+    }
+    static std::string mode(const std::string& path)
+    {
+        struct stat info;
+        return stat(path.c_str(), &info) == 0 ? std::to_string(info.st_mode & 0777) : "none";
+    }
+};
+
+TEST_F(PofScripts, ImagePerlScriptOfARegressionNamesTheDieDirectory)
+{
+    set_sofs(2);
+    access.set_regression(true);
+    EXPECT_TRUE(checker.create_img_perl());
+    const std::string base = "S:/data/" + site.name() + "/calder5/C5D1/";
+    EXPECT_EQ(pof_test_read(dir + "auto_gen_img.pl"),
+              image_line(base, 0) + image_line(base, 1) + "print \"POF CHECKER - IMG CONVERSION DONE\\n\"\n");
+    EXPECT_EQ(mode(dir + "auto_gen_img.pl"), std::to_string(0600));
+}
+
+TEST_F(PofScripts, ImagePerlScriptOfAPersonalTestNamesItsDirectory)
+{
+    set_sofs(1);
+    access.dir_edit()->setText("me\\die");
+    EXPECT_TRUE(checker.create_img_perl());
+    EXPECT_EQ(pof_test_read(dir + "auto_gen_img.pl"),
+              image_line("S:/data/me/die/", 0) + "print \"POF CHECKER - IMG CONVERSION DONE\\n\"\n");
+}
+
+TEST_F(PofScripts, SixteenSofsSplitTheImagePerlScriptInSix)
+{
+    set_sofs(16);
+    access.dir_edit()->setText("me/die");
+    EXPECT_TRUE(checker.create_img_perl());
+    EXPECT_FALSE(pof_test_exists(dir + "auto_gen_img.pl"));
+    for (unsigned k = 0; k < 6; ++k) {
+        std::string expected;
+        for (unsigned i = k; i < 16; i += 6)
+            expected += image_line("S:/data/me/die/", i);
+        expected += "print \"POF CHECKER - IMG CONVERSION DONE\\n\"\n\n";
+        EXPECT_EQ(pof_test_read(dir + "auto_gen_img" + std::to_string(k) + ".pl"), expected) << k;
+    }
+}
+
+TEST_F(PofScripts, ImagePythonScriptLogsInOnceMountsAndRunsThePerlScript)
+{
+    set_sofs(15);
+    access.dir_edit()->setText("me/die");
+    EXPECT_FALSE(checker.create_img());
+    EXPECT_EQ(kept_script("auto_gen_img.py"),
+              preamble("loopback-ws", "4500", site.password()) + "print \"Doing mounting\"\n" +
+                  "p.sendline('mount //loopback-fs/pofshare S:')\n" + "p.sendline('perl S:/data/me/die/auto_gen_img.pl')\n" +
+                  "i=p.expect('POF CHECKER - IMG CONVERSION DONE\\n')\n" + "p.sendline('exit')\n" + "p.close()\n");
+    EXPECT_EQ(kept_mode("auto_gen_img.py"), "600\n");
+    EXPECT_FALSE(pof_test_exists(dir + "auto_gen_img.py"));
+    EXPECT_EQ(access.log(), std::vector<std::string>{"POF Error: Found 0 image file(s)"});
+}
+
+// Each of the six parts logs in by itself; a part that ends far sooner than expected (here all
+// of them, as the stand-in does nothing) is run twice more.
+TEST_F(PofScripts, SixteenSofsTakeSixLogInsOnSixThreads)
+{
+    set_sofs(16);
+    access.dir_edit()->setText("me/die");
+    EXPECT_FALSE(checker.create_img());
+    for (unsigned k = 0; k < 6; ++k) {
+        const std::string part = "auto_gen_img" + std::to_string(k);
+        EXPECT_EQ(kept_script(part + ".py"),
+                  preamble("loopback-ws", "600", site.password()) + "print \"Doing mounting\"\n" +
+                      "p.sendline('mount //loopback-fs/pofshare S:')\n" + "p.sendline('perl S:/data/me/die/" + part +
+                      ".pl')\n" + "i=p.expect('POF CHECKER - IMG CONVERSION DONE\\n')\n" + "p.sendline('exit')\n" +
+                      "p.close()\n\n")
+            << k;
+        EXPECT_EQ(kept_mode(part + ".py"), "600\n");
+        EXPECT_FALSE(pof_test_exists(dir + part + ".py"));
+    }
+    EXPECT_EQ(access.thread_batch(), nullptr);
+}
+
+TEST_F(PofScripts, DatPerlScriptPerFolderWithoutRifForAFamilyWithout)
+{
+    set_sofs(2);
+    for (bool moved : {false, true}) {
+        EXPECT_TRUE(checker.create_icd_dat_perl(moved));
+        for (unsigned t = 0; t < 2; ++t) {
+            const std::string folder = dir + "auto_gen_dat" + std::to_string(t);
+            const std::string sof = "s" + std::to_string(10 + t);
+            std::string expected = "system (\"/emu/C5D1 -o " + folder + "/" + sof + " -m3 -img " +
+                                   (moved ? folder + "/" : dir) + sof + ".img\");\n";
+            for (const char* leftover : {"cram", "redfuses", "s4_debug", "s4_info", "option_bits_out", "cff"})
+                expected += "system (\"rm -rf " + folder + "/*." + leftover + "\");\n";
+            expected += "system (\"mv " + folder + "/" + sof + ".dat " + dir + ".\");\n";
+            expected += "print \"POF CHECKER - DAT CONVERSION DONE\"\n";
+            EXPECT_EQ(pof_test_read(folder + ".pl"), expected) << t << moved;
+        }
+    }
+}
+
+TEST_F(PofScripts, DatPerlScriptNamesTheRedundancyFileOfAFamilyWithOne)
+{
+    access.set_family_die(BOREAL5, B5D1);
+    checker.check_rif();
+    set_sofs(1);
+    EXPECT_TRUE(checker.create_icd_dat_perl(false));
+    const std::string first_line = pof_test_read(dir + "auto_gen_dat0.pl").substr(0, pof_test_read(dir + "auto_gen_dat0.pl").find('\n'));
+    EXPECT_EQ(first_line, "system (\"/emu/B5D1 -o " + dir + "auto_gen_dat0/s10 -m3 -img " + dir + "s10.img -rif " +
+                              site.root() + "boreal5/B5D1/B5D1.rif\");");
+}
+
+TEST_F(PofScripts, DatPythonScriptsOnePerFolderEachWithItsOwnLogIn)
+{
+    set_sofs(2);
+    EXPECT_TRUE(checker.create_icd_dat());
+    ASSERT_NE(access.thread_batch(), nullptr);  // left running: the RBF step waits for each DAT
+    access.finish_batch();
+    for (unsigned t = 0; t < 2; ++t) {
+        const std::string part = "auto_gen_dat" + std::to_string(t);
+        EXPECT_EQ(kept_script(part + ".py"), preamble("loopback-linux", "1200", site.password()) + "p.sendline('perl " +
+                                                 dir + part + ".pl')\n" +
+                                                 "i=p.expect('POF CHECKER - DAT CONVERSION DONE')\n" +
+                                                 "p.sendline('exit')\n" + "p.close()\n\n");
+        EXPECT_EQ(kept_mode(part + ".py"), "600\n");
+        EXPECT_FALSE(pof_test_exists(dir + part + ".py"));
+    }
+    EXPECT_FALSE(pof_test_exists(dir + "auto_gen_dat.py"));
+}
+
+// A password with quote and backslash stays one Python string.
+TEST_F(PofScripts, PasswordIsOnePythonString)
+{
+    set_sofs(1);
+    access.password_edit()->setText("it's\\x");
+    checker.create_img();
+    EXPECT_NE(kept_script("auto_gen_img.py").find("   i=p.sendline('it\\'s\\\\x')\n"), std::string::npos);
+}
+
+// The real workstation: 15 SOFs are converted over one log-in by one Perl run, 16 by six parts,
+// each over its own log-in.
+TEST_F(PofCheck, FifteenSofsOneLogInSixteenSixParts)
+{
+    ASSERT_TRUE(site.make_release("C5D1", 16, 0));
+    site.log_in(access);
+    const std::string die_dir = site.root() + "calder5/C5D1/";
+    access.set_die(CALDER5, C5D1, die_dir);
+    access.set_current_path(site.root());
+    access.set_regression(true);
+    ASSERT_TRUE(checker.check_sof2img());
+    std::vector<std::string> names;
+    for (unsigned i = 1; i <= 16; ++i)
+        names.push_back("c5d1_design" + std::string(i < 10 ? "0" : "") + std::to_string(i) + ".sof");
+
+    access.set_sof_files(std::vector<std::string>(names.begin(), names.begin() + 15));
+    EXPECT_TRUE(checker.create_img());
+    EXPECT_EQ(access.last_log(), "Info: Found 15 image file(s)");
+    EXPECT_EQ(site.python_runs(), std::vector<std::string>{site.root() + "auto_gen_img.py"});
+    EXPECT_EQ(site.perl_runs(), std::vector<std::string>{"S:/data/" + site.name() + "/auto_gen_img.pl"});
+
+    pof_test_read_command("rm " + die_dir + "*.img");
+    site.clear_runs();
+    access.set_sof_files(names);
+    EXPECT_TRUE(checker.create_img());
+    EXPECT_EQ(access.last_log(), "Info: Found 16 image file(s)");
+    std::set<std::string> python_parts, perl_parts;
+    for (const std::string& run : site.python_runs())
+        python_parts.insert(run);
+    for (const std::string& run : site.perl_runs())
+        perl_parts.insert(run);
+    std::set<std::string> expected_python, expected_perl;
+    for (unsigned k = 0; k < 6; ++k) {
+        expected_python.insert(site.root() + "auto_gen_img" + std::to_string(k) + ".py");
+        expected_perl.insert("S:/data/" + site.name() + "/auto_gen_img" + std::to_string(k) + ".pl");
+    }
+    EXPECT_EQ(python_parts, expected_python);
+    EXPECT_EQ(perl_parts, expected_perl);
+}
+
+TEST_F(PofCheck, WineVariantConvertsHereAndRoundTripsTheImages)
+{
+    ASSERT_TRUE(site.make_release("C5D1", 2, 0));
+    const std::string die_dir = site.root() + "calder5/C5D1/";
+    access.set_die(CALDER5, C5D1, die_dir);
+    ASSERT_TRUE(checker.check_sof2img());
+    access.set_sof_files({"c5d1_design01.sof", "c5d1_design02.sof"});
+    EXPECT_TRUE(checker.create_img_with_wine());
+    EXPECT_EQ(access.log(), std::vector<std::string>{"Info: Found 2 image file(s)"});
+    EXPECT_EQ(pof_test_read_command("cd " + die_dir + " && ls *.img*"), "c5d1_design01.img\nc5d1_design02.img\n");
+    EXPECT_FALSE(pof_test_exists(die_dir + "auto_gen_img.pl"));
+}
+
+} // namespace

@@ -1,0 +1,101 @@
+// "Send" mails the POF checker's log through the suite's automatic mail: an SMTP sink on
+// 127.0.0.1 receives it, the button goes grey, and a server that is not there leaves the host
+// application running (the program runs inside the host's application object).
+#include "pof_test_support.h"
+
+#include "host_application.h"
+#include "smtp_sink.h"
+
+#include <QTimer>
+
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+
+namespace {
+
+std::string build_dir()
+{
+    const char* dir = std::getenv("PGMDQ_BUILD_DIR");
+    return dir ? dir : ".";
+}
+
+// A port of 127.0.0.1 on which nothing listens: taken from the system, then let go.
+int closed_port()
+{
+    const int socket_fd = socket(AF_INET, SOCK_STREAM, 0);
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t size = sizeof address;
+    bind(socket_fd, reinterpret_cast<sockaddr*>(&address), size);
+    getsockname(socket_fd, reinterpret_cast<sockaddr*>(&address), &size);
+    close(socket_fd);
+    return ntohs(address.sin_port);
+}
+
+class PofMail : public ::testing::Test {
+protected:
+    SMTP_SINK sink{build_dir() + "/site/bin"};
+    PGMDQ_POF_CHECKER checker;
+    PGMDQ_POF_CHECKER_TEST_ACCESS access{checker};
+
+    void SetUp() override
+    {
+        ASSERT_NE(sink.port(), 0) << "the SMTP sink did not start";
+        gen_load_settings(build_dir() + "/site/site.ini");
+        gen_set_setting("mail/smtp_server", sink.server());
+    }
+};
+
+TEST_F(PofMail, SendMailsTheLogToTheFirstRoleOnce)
+{
+    access.update_msg(PGMDQ_MSG_TYPE_INFO, "Checking Calder 5 ...");
+    access.update_msg(PGMDQ_MSG_TYPE_POF_ERROR, "POF checking failed - /r/x.sof");
+    ASSERT_TRUE(access.send_button()->isEnabled());
+    access.send_button()->click();
+    EXPECT_FALSE(access.send_button()->isEnabled());
+    const auto mails = sink.mails();
+    ASSERT_EQ(mails.size(), 1u);
+    EXPECT_EQ(mails[0].header("Subject"), "POF Checker notification");
+    EXPECT_EQ(mails[0].rcpt_to, std::vector<std::string>{gen_get_setting("mail/bench_team")});
+    EXPECT_EQ(mails[0].body(), "Info: Checking Calder 5 ...\r\nPOF Error: POF checking failed - /r/x.sof\r\n");
+}
+
+TEST_F(PofMail, EmptyLogSendsAnEmptyBody)
+{
+    ASSERT_TRUE(QMetaObject::invokeMethod(&checker, "on_send_email"));
+    const auto mails = sink.mails();
+    ASSERT_EQ(mails.size(), 1u);
+    EXPECT_EQ(mails[0].header("Subject"), "POF Checker notification");
+    EXPECT_EQ(mails[0].body(), "");
+    EXPECT_FALSE(access.send_button()->isEnabled());
+}
+
+// The mail fails (and says so as a host warning); the panel goes on, the button is grey all the
+// same, and the application keeps handling events without an internal error.
+TEST_F(PofMail, UnreachableServerLeavesTheHostRunning)
+{
+    gen_set_setting("mail/smtp_server", "127.0.0.1:" + std::to_string(closed_port()));
+    POF_TEST_SINK messages;
+    access.update_msg(PGMDQ_MSG_TYPE_POF_ERROR, "POF checking failed - /r/x.sof");
+    access.send_button()->click();
+    EXPECT_FALSE(access.send_button()->isEnabled());
+    EXPECT_EQ(messages.texts(MSG_KIND::WARNING).size(), 1u);
+    bool handled = false;
+    QTimer::singleShot(0, [&handled] { handled = true; });
+    QCoreApplication::processEvents();
+    EXPECT_TRUE(handled);
+    EXPECT_EQ(static_cast<HOST_APPLICATION*>(QCoreApplication::instance())->internal_error_count(), 0);
+    EXPECT_TRUE(sink.mails().empty());
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    setenv("QT_QPA_PLATFORM", "offscreen", 0);
+    HOST_APPLICATION app(argc, argv);
+    ::testing::InitGoogleTest(&argc, argv);
+    return RUN_ALL_TESTS();
+}
