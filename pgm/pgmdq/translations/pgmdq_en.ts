@@ -7,11 +7,167 @@
         <source>Kiopru will interface with Bramble system for automated configuration checkout, Programmer IP and Programmer engine testing.</source>
         <translation type="unfinished"></translation>
     </message>
+    <message>
+        <source>Select dut unit:</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Kiopru JTAG hardware:</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>DUT JTAG hardware:</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Configuration Scheme:</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Vccpgm:</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Configuration Freq:</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Memory Storage:</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Kiopru JTAG Interface</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Kiopru Test</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Test Command Batch</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Claim board</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>...</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Re-initialize dut JTAG chain</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Establish desired dut JTAG chain</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Create Test</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Save msg</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Delete Test</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Run Test</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Please wait while Monster is processing...</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Programmer Kiopru and Checker</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Save Message</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Text Files (*.txt)</source>
+        <translation type="unfinished"></translation>
+    </message>
 </context>
 <context>
     <name>PGMDQ_DEBUG_WAVEFORM_VIEWER</name>
     <message>
         <source>Debug Waveform Viewer will interface with debug-feature-enabled Programmer IP and draw the debug waveform.</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>No hardware</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Setup ...</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Scan ...</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Hardware: </source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Device: </source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>IP: </source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Waveform</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Open</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Save</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Read USEDW</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Reset</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Start</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Open Waveform</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Waveform (*.wvf)</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Save Waveform</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Please wait while Programmer is processing...</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Programmer Debug Waveform Viewer</source>
         <translation type="unfinished"></translation>
     </message>
 </context>
@@ -34,6 +190,113 @@
     <name>PGMDQ_POF_CHECKER</name>
     <message>
         <source>POF Checker will check against bitstream generated by Programmer and ICD Contorl Block Emulator.</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>I would like to perform my personel test</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Please generate debug file of the difference between ICD and PGM RBF per frame basic</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Checked if you are in NV and unchecked if you are in RK</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Check</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Clear msg</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Save msg</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Send</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Skip IMG generation</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Skip DAT generation</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Skip ICD RBF generation</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Personal Test</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Account Information</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Username: </source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Password: </source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Family: </source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Die: </source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Message (Email)</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Save Message</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Text Files (*.txt)</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Test location: </source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Please wait while Programmer is processing...</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Programmer</source>
+        <translation type="unfinished"></translation>
+    </message>
+</context>
+<context>
+    <name>PGMDQ_PROCESS_DLG</name>
+    <message>
+        <source>Processes</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Check if you would like to skip the process</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>All</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Ok</source>
         <translation type="unfinished"></translation>
     </message>
 </context>
