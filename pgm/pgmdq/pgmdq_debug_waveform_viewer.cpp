@@ -156,6 +156,9 @@ void PGMDQ_DEBUG_TEXT_SCENE::draw_text(const PGMDQ_DEBUG_SIGNAL* debug_signals)
 PGMDQ_DEBUG_WAVEFORM_SCENE::PGMDQ_DEBUG_WAVEFORM_SCENE(QObject* parent) : QGraphicsScene(parent)
 {
     setBackgroundBrush(PGMDQ_DEBUG_BG_COLOR);
+    // A trace is drawn once and then only scrolled: a flat item list costs linear time to build,
+    // where the default spatial index grows faster than the trace.
+    setItemIndexMethod(QGraphicsScene::NoIndex);
 }
 
 // The sample width is implied by the table; `start` is not used (drawing begins at sample 0).
