@@ -9,25 +9,10 @@
 class TEST_DIALOGS : public QObject {
     Q_OBJECT
 private slots:
-    void file_dialog_takes_preset_answers();
     void file_dialog_takes_the_scripted_answer();
     void dialog_answer_acts_on_the_widgets();
     void busy_dialog_shows_elapsed_time();
 };
-
-void TEST_DIALOGS::file_dialog_takes_preset_answers()
-{
-    TFCQ_FILE_DLG::preset_answer("/tmp/a.txt");
-    TFCQ_FILE_DLG::preset_answer("");
-    TFCQ_FILE_DLG first(nullptr, TFCQ_FILE_DLG::SAVE_FILE, "Save Message", "Text Files (*.txt)");
-    QCOMPARE(first.exec(), int(QDialog::Accepted));
-    QCOMPARE(first.selected_files(), QStringList("/tmp/a.txt"));
-    QCOMPARE(first.windowTitle(), QStringLiteral("Save Message"));
-    QCOMPARE(first.acceptMode(), QFileDialog::AcceptSave);
-    TFCQ_FILE_DLG second(nullptr, TFCQ_FILE_DLG::OPEN_EXISTING_FILE, "Open", "*");
-    QCOMPARE(second.exec(), int(QDialog::Rejected));
-    QVERIFY(second.selected_files().isEmpty());
-}
 
 void TEST_DIALOGS::file_dialog_takes_the_scripted_answer()
 {

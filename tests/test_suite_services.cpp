@@ -2,7 +2,6 @@
 #include "fio.h"
 #include "gen.h"
 #include "msg.h"
-#include "thr.h"
 
 #include <gtest/gtest.h>
 
@@ -99,17 +98,6 @@ TEST(Settings, ValuesSwitchesAndOverrides)
     EXPECT_EQ(gen_get_setting("pof/none", "fallback"), "set");
 }
 
-TEST(Strings, TrimUpperCompare)
-{
-    EXPECT_EQ(gen_remove_leading_and_trailing_white_spaces("  \t12 34\r\n"), "12 34");
-    EXPECT_EQ(gen_remove_leading_and_trailing_white_spaces(" \n "), "");
-    std::string text = "0a1b";
-    stl_toupper(text);
-    EXPECT_EQ(text, "0A1B");
-    EXPECT_EQ(gen_strcmp(nullptr, ""), 0);
-    EXPECT_FALSE(gen_get_is_qt());
-}
-
 struct EXTENSION_CASE {
     const char* path;
     const char* ext;
@@ -142,23 +130,4 @@ TEST(Files, ExistsStatusAndFullPath)
     EXPECT_EQ(status.size, 5u);
     EXPECT_EQ(FIO_PATH(dir + "x/../five").fullpath(), dir + "five");
     EXPECT_EQ(FIO_PATH(dir + "sub/").fullpath(), dir + "sub/");
-}
-
-TEST(Shell, ExitStatusAndRealCommands)
-{
-    const std::string dir = temp_dir();
-    EXPECT_EQ(thr_run("true"), 0);
-    EXPECT_EQ(thr_run("exit 3"), 3);
-    EXPECT_EQ(thr_run(("echo hi > " + dir + "out && test -s " + dir + "out").c_str()), 0);
-    EXPECT_NE(thr_run("no_such_command_here 2>/dev/null"), 0);
-}
-
-TEST(Loader, MapsDllNamesAndReportsMissingLibraries)
-{
-    EXPECT_EQ(thr_drl_load("no_such_library.dll"), nullptr);
-    EXPECT_NE(thr_drl_last_error().find("no_such_library"), std::string::npos);
-    void* msg = thr_drl_load("msg.dll");
-    ASSERT_NE(msg, nullptr);
-    EXPECT_NE(thr_drl_find_function(msg, "_Z8msg_postP8MSG_BASE"), nullptr);
-    EXPECT_EQ(thr_drl_find_function(msg, "no_such_function"), nullptr);
 }
