@@ -134,29 +134,20 @@ TEST_F(PofCheck, MissingRedundancyFileStopsTheFamily)
     EXPECT_EQ(pof_test_internal_error([&] { checker.check_die_dir("calder5", "C5D1"); }), "m_current_path.size() > 0");
 }
 
-struct DIE_DIR_CASE {
-    const char* current_path;
-    const char* die_dir;
-};
-
-class PofDieDir : public PofCheck, public ::testing::WithParamInterface<DIE_DIR_CASE> {};
-
-TEST_P(PofDieDir, SeparatorFollowsThePathsForm)
+// The die directory takes the separator the work directory's path ends with.
+TEST_F(PofCheck, DieDirectorySeparatorFollowsThePathsForm)
 {
-    access.set_current_path(GetParam().current_path);
-    EXPECT_FALSE(checker.check_die_dir("calder5", "C5D1"));
-    EXPECT_EQ(access.die_dir(), GetParam().die_dir);
-    EXPECT_EQ(access.checked_path(), GetParam().die_dir);
-    EXPECT_EQ(access.rk_die_dir(), site.root() + "calder5/C5D1/");
+    for (const auto& [current_path, die_dir] : std::vector<std::pair<std::string, std::string>>{
+             {"R:\\rel", "R:\\rel\\calder5\\C5D1\\"}, {"R:\\rel\\", "R:\\rel\\calder5\\C5D1\\"},
+             {"/nowhere/rel", "/nowhere/rel/calder5/C5D1/"}, {"/nowhere/rel/", "/nowhere/rel/calder5/C5D1/"},
+             {"R:\\rel/", "R:\\rel/calder5/C5D1/"}, {"R:\\rel/x\\", "R:\\rel/x\\calder5/C5D1/"}}) {
+        access.set_current_path(current_path);
+        EXPECT_FALSE(checker.check_die_dir("calder5", "C5D1"));
+        EXPECT_EQ(access.die_dir(), die_dir) << current_path;
+        EXPECT_EQ(access.checked_path(), die_dir);
+        EXPECT_EQ(access.rk_die_dir(), site.root() + "calder5/C5D1/");
+    }
 }
-
-INSTANTIATE_TEST_SUITE_P(Paths, PofDieDir,
-                         ::testing::Values(DIE_DIR_CASE{"R:\\rel", "R:\\rel\\calder5\\C5D1\\"},
-                                           DIE_DIR_CASE{"R:\\rel\\", "R:\\rel\\calder5\\C5D1\\"},
-                                           DIE_DIR_CASE{"/nowhere/rel", "/nowhere/rel/calder5/C5D1/"},
-                                           DIE_DIR_CASE{"/nowhere/rel/", "/nowhere/rel/calder5/C5D1/"},
-                                           DIE_DIR_CASE{"R:\\rel/", "R:\\rel/calder5/C5D1/"},
-                                           DIE_DIR_CASE{"R:\\rel/x\\", "R:\\rel/x\\calder5/C5D1/"}));
 
 // ---------------------------------------------------------------------------------------------
 // Listing and unpacking SOFs
