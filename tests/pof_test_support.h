@@ -16,6 +16,7 @@
 #include <QListWidget>
 
 #include <algorithm>
+#include <cctype>
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
@@ -49,10 +50,8 @@ struct PGMDQ_POF_CHECKER_TEST_ACCESS {
     // The die directory under check and its SOF records, as the SOF listing would leave them.
     void set_die(unsigned family_row, unsigned die_row, const std::string& die_dir)
     {
-        checker.m_family_index = family_row;
-        checker.m_die_index = die_row;
-        checker.m_current_path = die_dir;
-        checker.m_die_dir = die_dir;
+        set_family_die(family_row, die_row);
+        checker.m_current_path = checker.m_die_dir = die_dir;
     }
     void set_sof_files(const std::vector<std::string>& names)
     {
@@ -89,7 +88,6 @@ struct PGMDQ_POF_CHECKER_TEST_ACCESS {
     QComboBox* die_combo() { return checker.m_die_combo; }
     unsigned sof_size() const { return checker.m_sof_size; }
     std::string sof_fullpath(unsigned i) const { return checker.m_sof_files[i].fullpath; }
-    bool regression() const { return checker.m_regression; }
     void set_regression(bool regression) { checker.m_regression = regression; }
     void finish_batch() { checker.delete_thread_batch(); }
     void update_msg(PGMDQ_MSG_TYPE type, const std::string& text) { checker.update_msg(type, text); }
@@ -100,14 +98,13 @@ struct PGMDQ_POF_CHECKER_TEST_ACCESS {
     const std::string& checked_path() const { return checker.m_checked_path; }
     const std::string& rif_path() const { return checker.m_rif_path; }
     const std::string& rk_rif_path() const { return checker.m_rk_rif_path; }
-    const std::string& sof2img_path() const { return checker.m_sof2img_path; }
     const std::string& current_path() const { return checker.m_current_path; }
     const std::string& die_dir() const { return checker.m_die_dir; }
     const std::string& rk_die_dir() const { return checker.m_rk_die_dir; }
 
     void clear_log() { checker.m_msg_list->clear(); }
     int log_count() const { return checker.m_msg_list->count(); }
-    std::string last_log() const { return checker.m_msg_list->item(log_count() - 1)->text().toStdString(); }
+    std::string last_log() const { return log().back(); }
     std::vector<std::string> log() const
     {
         std::vector<std::string> lines;
@@ -138,6 +135,40 @@ struct POF_TEST_SINK : MSG_SINK {
         return out;
     }
 };
+
+inline std::string pof_test_build_dir()
+{
+    const char* build = std::getenv("PGMDQ_BUILD_DIR");
+    return build ? build : ".";
+}
+
+inline std::string pof_test_lower(std::string text)
+{
+    for (char& c : text)
+        c = char(std::tolower(static_cast<unsigned char>(c)));
+    return text;
+}
+
+// The log-in every generated Python script starts with.
+inline std::string pof_test_python_preamble(const std::string& login, const std::string& timeout,
+                                            const std::string& password)
+{
+    return "import pexpect\n"
+           "PROMPT = \"\\$|\\%|\\>\"\n"
+           "YES_NO = \"yes\"\n"
+           "p=pexpect.spawn('ssh " + login + "', timeout = " + timeout + ")\n"
+           "i=p.expect([YES_NO, 'assword', PROMPT])\n"
+           "if i==0:\n"
+           "   print \"Answering yes...\"\n"
+           "   p.sendline('yes')\n"
+           "   i=p.expect([YES_NO, 'assword', PROMPT])\n"
+           "if i==1:\n"
+           "   print \"Answering with password\"\n"
+           "   i=p.sendline('" + password + "')\n"
+           "   p.expect('$')\n"
+           "else:\n"
+           "   print \"Do not need password\"\n";
+}
 
 inline std::string pof_test_temp_dir(const char* tag)
 {
@@ -197,8 +228,7 @@ class POF_TEST_SITE {
 public:
     explicit POF_TEST_SITE(const std::string& tag)
     {
-        const char* build = std::getenv("PGMDQ_BUILD_DIR");
-        m_build = build ? build : ".";
+        m_build = pof_test_build_dir();
         m_temp = pof_test_temp_dir(tag.c_str());
         m_password = "pw-" + tag + "-" + std::to_string(getpid());
         m_name = tag + "_" + std::to_string(getpid());

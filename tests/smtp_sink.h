@@ -9,9 +9,12 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 
+#include <arpa/inet.h>
 #include <csignal>
 #include <fstream>
+#include <netinet/in.h>
 #include <string>
+#include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
 #include <vector>
@@ -95,3 +98,18 @@ private:
     pid_t m_pid = -1;
     int m_port = 0;
 };
+
+// A port of 127.0.0.1 on which nothing listens (taken from the system, then let go): the address
+// of a mail server that is not there.
+inline int smtp_sink_closed_port()
+{
+    const int socket_fd = socket(AF_INET, SOCK_STREAM, 0);
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t size = sizeof address;
+    bind(socket_fd, reinterpret_cast<sockaddr*>(&address), size);
+    getsockname(socket_fd, reinterpret_cast<sockaddr*>(&address), &size);
+    close(socket_fd);
+    return ntohs(address.sin_port);
+}

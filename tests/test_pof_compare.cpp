@@ -7,23 +7,15 @@
 #include "gen.h"
 #include "pgm.h"
 
-#include <QLineEdit>
-
 #include <cstdlib>
-#include <sys/stat.h>
 #include <memory>
+#include <sys/stat.h>
 
 namespace {
 
 const unsigned CALDER5 = 1, DUNLIN5 = 2;
 const unsigned C5D1 = 6, D5D2 = 11;
 const unsigned SOFS = 3;
-
-std::string build_dir()
-{
-    const char* dir = std::getenv("PGMDQ_BUILD_DIR");
-    return dir ? std::string(dir) : std::string(".");
-}
 
 bool run(const std::string& command)
 {
@@ -35,13 +27,6 @@ std::string sof_name(const std::string& die, unsigned i)
     return die + "_design0" + std::to_string(i + 1) + ".sof";
 }
 
-std::string lower(std::string text)
-{
-    for (char& c : text)
-        c = char(std::tolower(static_cast<unsigned char>(c)));
-    return text;
-}
-
 class PofCompare : public ::testing::Test, POF_APPLICATION_FIRST {
 protected:
     static std::string release;
@@ -50,7 +35,7 @@ protected:
     static void SetUpTestSuite()
     {
         release = pof_test_temp_dir("pof_compare");
-        ASSERT_TRUE(run(build_dir() + "/bin/pgm_release_maker --out " + release + " --sofs " + std::to_string(SOFS) +
+        ASSERT_TRUE(run(pof_test_build_dir() + "/bin/pgm_release_maker --out " + release + " --sofs " + std::to_string(SOFS) +
                         " --gzip-every 0 --dies C5D1,D5D2"));
     }
     static void TearDownTestSuite() { run("rm -rf " + release); }
@@ -70,22 +55,19 @@ protected:
         ASSERT_TRUE(run("cp " + release + family + "/" + die + "/*.sof " + die_dir));
         sofs.clear();
         for (unsigned i = 0; i < SOFS; ++i) {
-            const std::string sof = die_dir + sof_name(lower(die), i);
+            const std::string sof = die_dir + sof_name(pof_test_lower(die), i);
             const std::string base = sof.substr(0, sof.size() - 4);
             ASSERT_TRUE(run(release + "sof2img/" + family + "_sof2img.exe " + sof + " " + base + ".img -s2i " + die));
             ASSERT_TRUE(run(release + "icd_emulator/" + die + "/" + die + " -o " + base + " -m3 -img " + base + ".img"));
-            sofs.push_back(sof_name(lower(die), i));
+            sofs.push_back(sof_name(pof_test_lower(die), i));
         }
         access.set_die(family_row, die_row, die_dir);
         access.set_sof_files(sofs);
     }
     ~PofCompare() override { run("rm -rf " + die_dir); }
 
-    std::string path(unsigned i, const std::string& tail) const
-    {
-        const std::string sof = die_dir + sofs[i];
-        return sof.substr(0, sof.size() - 3) + tail;
-    }
+    std::string base(unsigned i) const { return die_dir + sofs[i].substr(0, sofs[i].size() - 4); }
+    std::string path(unsigned i, const std::string& tail) const { return base(i) + "." + tail; }
 
     std::vector<std::string> verdicts(const std::vector<bool>& passed) const
     {
@@ -114,35 +96,35 @@ std::string PofCompare::release;
 
 } // namespace
 
-TEST_F(PofCompare, EverySofOfAGoodDiePassesAndTheDirectoryIsCleaned)
+// A good die passes and its directory is cleaned; a flipped DAT bit fails exactly that SOF; the
+// die whose emulator disagrees with the programmer fails every SOF.
+TEST_F(PofCompare, VerdictsFollowTheComparedBytes)
 {
-    prepare_die(CALDER5, C5D1);
-    EXPECT_TRUE(checker.create_rbf_in_thread());
-    EXPECT_EQ(access.log(), verdicts({true, true, true}));
-    for (unsigned i = 0; i < SOFS; ++i) {
-        EXPECT_TRUE(pof_test_exists(path(i, "icd.rbf")));
-        EXPECT_TRUE(pof_test_exists(path(i, "rbf")));
-        EXPECT_EQ(pof_test_read(path(i, "pgm.icd.rbf")), pof_test_read(path(i, "icd.rbf")) + std::string(24, '\0'))
-            << "the patched stream with the control block's padding";
-        EXPECT_FALSE(pof_test_exists(path(i, "img")));
-        EXPECT_FALSE(pof_test_exists(path(i, "dat")));
-        EXPECT_FALSE(pof_test_exists(path(i, "cram")));
+    struct CASE {
+        unsigned family_row, die_row;
+        int flipped;  // the SOF whose DAT gets a flipped bit, -1 for none
+        std::vector<bool> passed;
+    };
+    for (const CASE& c : {CASE{CALDER5, C5D1, -1, {true, true, true}}, CASE{CALDER5, C5D1, 1, {true, false, true}},
+                          CASE{DUNLIN5, D5D2, -1, {false, false, false}}}) {
+        access.clear_log();
+        prepare_die(c.family_row, c.die_row);
+        if (c.flipped >= 0)
+            flip_bit_in_dat(path(unsigned(c.flipped), "dat"));
+        EXPECT_TRUE(checker.create_rbf_in_thread());
+        EXPECT_EQ(access.log(), verdicts(c.passed));
+        for (unsigned i = 0; i < SOFS; ++i) {
+            if (!c.passed[i])
+                continue;
+            EXPECT_TRUE(pof_test_exists(path(i, "rbf")));
+            EXPECT_EQ(pof_test_read(path(i, "pgm.icd.rbf")), pof_test_read(path(i, "icd.rbf")) + std::string(24, '\0'))
+                << "the patched stream with the control block's padding";
+            for (const char* input : {"img", "dat", "cram"})
+                EXPECT_FALSE(pof_test_exists(path(i, input)));
+            EXPECT_FALSE(pof_test_exists(base(i) + "_icdcore_0.rbf")) << "core sections only with the debug box";
+        }
+        run("rm -rf " + die_dir);
     }
-}
-
-TEST_F(PofCompare, OneFlippedDatBitFailsExactlyThatSof)
-{
-    prepare_die(CALDER5, C5D1);
-    flip_bit_in_dat(path(1, "dat"));
-    EXPECT_TRUE(checker.create_rbf_in_thread());
-    EXPECT_EQ(access.log(), verdicts({true, false, true}));
-}
-
-TEST_F(PofCompare, DisagreeingEmulatorFailsEverySof)
-{
-    prepare_die(DUNLIN5, D5D2);
-    EXPECT_TRUE(checker.create_rbf_in_thread());
-    EXPECT_EQ(access.log(), verdicts({false, false, false}));
 }
 
 // With the ICD RBFs already there, a SOF without one is reported and the others are compared.
@@ -199,20 +181,11 @@ TEST_F(PofCompare, DebugBoxWritesEachCoreSection)
     ASSERT_NE(die, nullptr);
     for (unsigned i = 0; i < SOFS; ++i)
         for (unsigned n = 0; n < die->core_sections; ++n) {
-            const std::string base = die_dir + sofs[i].substr(0, sofs[i].size() - 4);
-            const std::string icd = pof_test_read(base + "_icdcore_" + std::to_string(n) + ".rbf");
+            const std::string icd = pof_test_read(base(i) + "_icdcore_" + std::to_string(n) + ".rbf");
             EXPECT_EQ(icd.size(), size_t(die->core_frames) * die->frame_bits / 8);
-            EXPECT_EQ(pof_test_read(base + "_pgmcore_" + std::to_string(n) + ".rbf"), icd) << "passed: equal";
+            EXPECT_EQ(pof_test_read(base(i) + "_pgmcore_" + std::to_string(n) + ".rbf"), icd) << "passed: equal";
         }
-    EXPECT_FALSE(pof_test_exists(die_dir + sofs[0].substr(0, sofs[0].size() - 4) + "_icdcore_" +
-                                 std::to_string(die->core_sections) + ".rbf"));
-}
-
-TEST_F(PofCompare, CoreSectionsStayUnwrittenWithoutTheDebugBox)
-{
-    prepare_die(CALDER5, C5D1);
-    EXPECT_TRUE(checker.create_rbf_in_thread());
-    EXPECT_FALSE(pof_test_exists(die_dir + sofs[0].substr(0, sofs[0].size() - 4) + "_icdcore_0.rbf"));
+    EXPECT_FALSE(pof_test_exists(base(0) + "_icdcore_" + std::to_string(die->core_sections) + ".rbf"));
 }
 
 // One SOF after another, each DAT made by its own run of the site's Python command on the data
@@ -229,13 +202,11 @@ TEST_F(PofCompare, SofsOneAfterAnotherWithTheirOwnDatRuns)
     gen_set_setting("pof_checker/python_rk_src", "python");
     EXPECT_EQ(access.log(), verdicts({true, true, true}));
     run("rm " + die_dir + "python_stand_in.sh");
-    std::string left = pof_test_read_command("cd " + die_dir + " && ls");
     std::string expected;
-    for (const std::string& sof : sofs) {
-        const std::string base = sof.substr(0, sof.size() - 3);
-        expected += base + "icd.rbf\n" + base + "pgm.icd.rbf\n" + base + "rbf\n" + sof + "\n";
-    }
-    EXPECT_EQ(left, expected) << "scripts, images, DAT and intermediate files are gone";
+    for (unsigned i = 0; i < SOFS; ++i)
+        for (const char* ext : {"icd.rbf", "pgm.icd.rbf", "rbf", "sof"})
+            expected += path(i, ext).substr(die_dir.size()) + "\n";
+    EXPECT_EQ(pof_test_read_command("cd " + die_dir + " && ls"), expected) << "scripts, images, DAT and intermediate files are gone";
 }
 
 // The one-SOF script logs in to the data-build host and runs the die's emulator; it carries the
@@ -247,26 +218,11 @@ TEST_F(PofCompare, OneSofDatScript)
     gen_set_setting("icd_emulator/C5D1", "/emu/C5D1");
     access.username_edit()->setText("engineer");
     access.password_edit()->setText("secret");
-    const std::string base = die_dir + sofs[0].substr(0, sofs[0].size() - 4);
     const std::string script = checker.create_icd_dat_python(die_dir + sofs[0]);
-    EXPECT_EQ(script, base + ".py");
+    EXPECT_EQ(script, path(0, "py"));
     EXPECT_EQ(pof_test_read(script),
-              "import pexpect\n"
-              "PROMPT = \"\\$|\\%|\\>\"\n"
-              "YES_NO = \"yes\"\n"
-              "p=pexpect.spawn('ssh engineer@databuild', timeout = 600)\n"
-              "i=p.expect([YES_NO, 'assword', PROMPT])\n"
-              "if i==0:\n"
-              "   print \"Answering yes...\"\n"
-              "   p.sendline('yes')\n"
-              "   i=p.expect([YES_NO, 'assword', PROMPT])\n"
-              "if i==1:\n"
-              "   print \"Answering with password\"\n"
-              "   i=p.sendline('secret')\n"
-              "   p.expect('$')\n"
-              "else:\n"
-              "   print \"Do not need password\"\n"
-              "p.sendline('/emu/C5D1 -o " + base + " -m3 -img " + base + ".img')\n"
+              pof_test_python_preamble("engineer@databuild", "600", "secret") +
+              "p.sendline('/emu/C5D1 -o " + base(0) + " -m3 -img " + path(0, "img") + "')\n"
               "i=p.expect('End of running /emu/C5D1')\n"
               "p.sendline('exit')\n"
               "p.close()\n");

@@ -17,11 +17,11 @@ protected:
     PGMDQ_POF_CHECKER_TEST_ACCESS access{checker};
 };
 
-std::uint32_t reverse_bits(std::uint32_t value, unsigned width)
+std::uint32_t reverse_bits(std::uint32_t value)
 {
     std::uint32_t reversed = 0;
-    for (unsigned i = 0; i < width; ++i)
-        reversed |= ((value >> i) & 1u) << (width - 1 - i);
+    for (unsigned i = 0; i < 32; ++i)
+        reversed |= ((value >> i) & 1u) << (31 - i);
     return reversed;
 }
 
@@ -35,40 +35,27 @@ std::vector<unsigned char> random_bytes(std::mt19937& random, size_t size)
 
 } // namespace
 
-TEST(PofCrcReference, Crc16IsArc)
+// CRC-16 is CRC-16/ARC. The serial CRC-32 reads bit 0 of each byte first into a right-shifting
+// register with the reflected polynomial: CRC-32/AUTOSAR once inverted. With one-bit words the
+// column-major form feeds the same bits into a left-shifting register with the unreflected
+// polynomial, the mirror image: its result, reflected, is the catalogue value again.
+TEST(PofCrcReference, CatalogueCheckValues)
 {
     EXPECT_EQ(PGM_COMMON::calculate_crc16(CHECK_STRING, 0, CHECK_BITS, 0, 0xA001), 0xBB3D);
+    EXPECT_EQ(PGMDQ_POF_CHECKER::calculate_crc32(CHECK_STRING, 0, CHECK_BITS, 0xFFFFFFFF, 32, true) ^ 0xFFFFFFFFu,
+              0x1697D06Au);
+    EXPECT_EQ(reverse_bits(PGMDQ_POF_CHECKER::calculate_crc32(CHECK_STRING, 0, CHECK_BITS, 0xFFFFFFFF, 1, false)) ^ 0xFFFFFFFFu,
+              0x1697D06Au);
+    EXPECT_EQ(reverse_bits(PGMDQ_POF_CHECKER::calculate_crc32_by_columns(CHECK_STRING, 0, CHECK_BITS, 0xFFFFFFFF, 1)) ^
+                  0xFFFFFFFFu,
+              0x1697D06Au);
 }
 
-// The serial form reads bit 0 of each byte first into a right-shifting register with the
-// reflected polynomial: that is the reflected-in, reflected-out CRC-32/AUTOSAR.
-TEST(PofCrcReference, SerialCrc32IsAutosarWithItsInitAndFinalInversion)
+TEST(PofCrcReference, EdgeCases)
 {
-    const unsigned crc = PGMDQ_POF_CHECKER::calculate_crc32(CHECK_STRING, 0, CHECK_BITS, 0xFFFFFFFF, 32, true);
-    EXPECT_EQ(crc ^ 0xFFFFFFFFu, 0x1697D06Au);
-}
-
-// With one-bit words the column-major form feeds the bits in stream order (bit 0 of each byte
-// first, like the serial form) into a left-shifting register with the unreflected polynomial:
-// the mirror image of the serial register. Its result, reflected, is the catalogue value again.
-TEST(PofCrcReference, ParallelCrc32OfOneBitWordsMirrorsAutosar)
-{
-    for (bool fast : {true, false}) {
-        const unsigned crc =
-            fast ? PGMDQ_POF_CHECKER::calculate_crc32(CHECK_STRING, 0, CHECK_BITS, 0xFFFFFFFF, 1, false)
-                 : PGMDQ_POF_CHECKER::calculate_crc32_by_columns(CHECK_STRING, 0, CHECK_BITS, 0xFFFFFFFF, 1);
-        EXPECT_EQ(reverse_bits(crc, 32) ^ 0xFFFFFFFFu, 0x1697D06Au) << (fast ? "fast" : "definition");
-    }
-}
-
-TEST(PofCrcReference, SerialOverNoBitsKeepsTheInitialValue)
-{
-    EXPECT_EQ(PGMDQ_POF_CHECKER::calculate_crc32(CHECK_STRING, 5, 0, 0x12345678, 32, true), 0x12345678u);
-    EXPECT_EQ(PGMDQ_POF_CHECKER::calculate_crc32(CHECK_STRING, 5, 0, 0x12345678, 32, false), 0x12345678u);
-}
-
-TEST(PofCrcReference, ParallelRangeMustBeWholeWords)
-{
+    for (bool serial : {true, false})
+        EXPECT_EQ(PGMDQ_POF_CHECKER::calculate_crc32(CHECK_STRING, 5, 0, 0x12345678, 32, serial), 0x12345678u)
+            << "no bits keep the initial value";
     EXPECT_EQ(pof_test_internal_error([] { PGMDQ_POF_CHECKER::calculate_crc32(CHECK_STRING, 0, 40, 1, 32, false); }),
               "(num_bits % cb_data_width) == 0");
 }
@@ -127,11 +114,6 @@ INSTANTIATE_TEST_SUITE_P(Frames, PofCrcLinearity,
                                            LINEARITY_CASE{240, 208}, LINEARITY_CASE{8176, 8128},
                                            LINEARITY_CASE{8176, 3}));
 
-TEST_F(PofCrc, EmptyCacheHasNoEntry)
-{
-    EXPECT_EQ(checker.check_crc_list(0, 240), 0xFFFFFFFFu);
-}
-
 TEST_F(PofCrc, NoChangeKeepsTheCrcAndFillsTheCache)
 {
     EXPECT_EQ(checker.recalculate_crc(0x1234, 0, 176, 240), 0x1234u);
@@ -154,6 +136,7 @@ TEST_F(PofCrc, CacheEntryIsTheSingleBitCrc)
 
 TEST_F(PofCrc, LookupFollowsTheListsWhenTheyAreEmptied)
 {
+    EXPECT_EQ(checker.check_crc_list(0, 240), 0xFFFFFFFFu) << "an empty cache has no entry";
     checker.calculate_crc(64, 0);
     EXPECT_NE(checker.check_crc_list(3, 64), 0xFFFFFFFFu);
     access.clear_crc_lists();

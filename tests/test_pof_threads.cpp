@@ -9,6 +9,7 @@
 #include <QComboBox>
 
 #include <algorithm>
+#include <iterator>
 #include <set>
 #include <sstream>
 
@@ -22,14 +23,12 @@ protected:
 
     ~PofThreads() override { std::system(("rm -rf " + dir).c_str()); }
 
-    std::set<std::string> names_in(const std::string& folder)
+    static std::set<std::string> words(const std::string& text)
     {
-        std::set<std::string> names;
-        std::istringstream listing(pof_test_read_command("ls -A " + folder));
-        for (std::string name; listing >> name;)
-            names.insert(name);
-        return names;
+        std::istringstream stream(text);
+        return std::set<std::string>(std::istream_iterator<std::string>(stream), std::istream_iterator<std::string>());
     }
+    std::set<std::string> names_in(const std::string& folder) { return words(pof_test_read_command("ls -A " + folder)); }
 };
 
 } // namespace
@@ -47,13 +46,8 @@ TEST_F(PofThreads, CommandsAreDealtRoundRobinAndTheBatchEndsWhenAllAreThrough)
                        std::to_string(k) + "; touch " + dir + "marks/" + std::to_string(k));
     checker.run_thread_cmd(cmds, count);
     EXPECT_EQ(names_in(dir + "marks").size(), 10u) << "every command has run when the batch returns";
-    for (unsigned k = count; k < 10; ++k) {
-        std::istringstream seen(pof_test_read(dir + "seen_" + std::to_string(k)));
-        std::set<std::string> finished;
-        for (std::string name; seen >> name;)
-            finished.insert(name);
-        EXPECT_TRUE(finished.count(std::to_string(k - count))) << "command " << k;
-    }
+    for (unsigned k = count; k < 10; ++k)
+        EXPECT_TRUE(words(pof_test_read(dir + "seen_" + std::to_string(k))).count(std::to_string(k - count))) << k;
 }
 
 // Two commands that each wait for the other's start can only finish when they run side by side.
@@ -68,29 +62,22 @@ TEST_F(PofThreads, ThreadsOfABatchRunInParallel)
     EXPECT_TRUE(pof_test_exists(dir + "b_met"));
 }
 
-TEST_F(PofThreads, BatchesNeedMoreThanOneThread)
+TEST_F(PofThreads, MisuseIsAnInternalError)
 {
     for (unsigned count : {0u, 1u}) {
         EXPECT_EQ(pof_test_internal_error([&] { checker.run_thread_cmd({"true", "true"}, count); }), "count > 1");
-        EXPECT_EQ(pof_test_internal_error([&] {
-                      checker.run_thread_pl(dir + "x.pl", ".pl", "perl", "s2i", count, 0, false, false);
-                  }),
+        EXPECT_EQ(pof_test_internal_error(
+                      [&] { checker.run_thread_pl(dir + "x.pl", ".pl", "perl", "s2i", count, 0, false, false); }),
                   "count > 1");
     }
     access.set_current_path(dir);
     EXPECT_EQ(pof_test_internal_error([&] { checker.create_thread_folder(); }), "count > 1") << "no SOF file";
-}
+    EXPECT_EQ(pof_test_internal_error(
+                  [&] { checker.run_thread_pl(dir + "missing/job.pl", ".pl", "perl", "s2i", 2, 0, false, false); }),
+              "output_array[i] != NULL")
+        << "unwritable part";
 
-TEST_F(PofThreads, UnwritablePartIsAnInternalError)
-{
-    EXPECT_EQ(pof_test_internal_error([&] {
-                  checker.run_thread_pl(dir + "missing/job.pl", ".pl", "perl", "s2i", 2, 0, false, false);
-              }),
-              "output_array[i] != NULL");
-}
-
-TEST_F(PofThreads, WorkerBodyChecksItsType)
-{
+    // The worker body checks its type and its command list.
     PGMWQ_POF_CHECKER_THREAD thread;
     EXPECT_EQ(pof_test_internal_error([&] { thread.run(); }), "Unsupported Thread Type");
     std::vector<std::string> empty;
@@ -257,35 +244,17 @@ TEST_F(PofThreads, ThreadFoldersAndImageMoves)
     EXPECT_TRUE(names_in(dir + "auto_gen_dat0").empty()) << "one SOF: folder 0 made afresh directly";
 }
 
-struct SEPARATOR_CASE {
-    const char* dir;
-    bool to_unix;
-    const char* expected;
-};
-
-class PofSeparators : public ::testing::TestWithParam<SEPARATOR_CASE> {};
-
-TEST_P(PofSeparators, OneKindAndOneTrailingSeparator)
+TEST(PofSeparators, OneKindAndOneTrailingSeparator)
 {
-    const SEPARATOR_CASE& c = GetParam();
-    EXPECT_EQ(PGMDQ_POF_CHECKER::standardize_dir_seperator(c.dir, c.to_unix), c.expected);
-}
-
-INSTANTIATE_TEST_SUITE_P(Paths, PofSeparators,
-                         ::testing::Values(SEPARATOR_CASE{"data\\user\\dies", true, "data/user/dies/"},
-                                           SEPARATOR_CASE{"/data/user/", false, "\\data\\user\\"},
-                                           SEPARATOR_CASE{"data/user/", true, "data/user/"},
-                                           SEPARATOR_CASE{"mixed\\a/b", true, "mixed/a/b/"},
-                                           SEPARATOR_CASE{"c:\\x\\", false, "c:\\x\\"},
-                                           SEPARATOR_CASE{"", true, "/"},
-                                           SEPARATOR_CASE{"", false, "\\"}));
-
-TEST_F(PofThreads, RemovingAFileReportsTheShellsAnswer)
-{
-    pof_test_write(dir + "f", "x");
-    EXPECT_TRUE(PGMDQ_POF_CHECKER::rm_rf_file(dir + "f"));
-    EXPECT_FALSE(pof_test_exists(dir + "f"));
-    EXPECT_FALSE(PGMDQ_POF_CHECKER::rm_rf_file("-/ --bogus-option"));
+    struct CASE {
+        const char* dir;
+        bool to_unix;
+        const char* expected;
+    };
+    for (const CASE& c : {CASE{"data\\user\\dies", true, "data/user/dies/"}, CASE{"/data/user/", false, "\\data\\user\\"},
+                          CASE{"data/user/", true, "data/user/"}, CASE{"mixed\\a/b", true, "mixed/a/b/"},
+                          CASE{"c:\\x\\", false, "c:\\x\\"}, CASE{"", true, "/"}, CASE{"", false, "\\"}})
+        EXPECT_EQ(PGMDQ_POF_CHECKER::standardize_dir_seperator(c.dir, c.to_unix), c.expected) << c.dir << c.to_unix;
 }
 
 // The paths of a check: regression runs take the site's test root; a personal directory lies
