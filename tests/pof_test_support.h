@@ -2,6 +2,8 @@
 // access to a run's state, captured host messages, temporary directories and file helpers.
 #pragma once
 
+#include "build_tree.h"
+
 #include "pgmdq_pof_checker.h"
 
 #include "msg.h"
@@ -136,12 +138,6 @@ struct POF_TEST_SINK : MSG_SINK {
     }
 };
 
-inline std::string pof_test_build_dir()
-{
-    const char* build = std::getenv("PGMDQ_BUILD_DIR");
-    return build ? build : ".";
-}
-
 inline std::string pof_test_lower(std::string text)
 {
     for (char& c : text)
@@ -228,7 +224,7 @@ class POF_TEST_SITE {
 public:
     explicit POF_TEST_SITE(const std::string& tag)
     {
-        m_build = pof_test_build_dir();
+        m_build = build_dir();
         m_temp = pof_test_temp_dir(tag.c_str());
         m_password = "pw-" + tag + "-" + std::to_string(getpid());
         m_name = tag + "_" + std::to_string(getpid());

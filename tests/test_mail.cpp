@@ -26,20 +26,6 @@ struct WARNINGS : MSG_SINK {
     }
 };
 
-// A port of 127.0.0.1 on which nothing listens: taken from the system, then let go.
-int closed_port()
-{
-    const int socket_fd = socket(AF_INET, SOCK_STREAM, 0);
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t size = sizeof address;
-    bind(socket_fd, reinterpret_cast<sockaddr*>(&address), size);
-    getsockname(socket_fd, reinterpret_cast<sockaddr*>(&address), &size);
-    close(socket_fd);
-    return ntohs(address.sin_port);
-}
-
 const std::vector<PGM_COMMON_INI_EMAIL_ADDR_ENUM> FIRST_ROLE{PGM_COMMON_INI_EMAIL_ADDR_ENUM(0)};
 
 class MAIL : public ::testing::Test {
@@ -144,7 +130,7 @@ class FAILURE : public MAIL, public ::testing::WithParamInterface<FAILURE_CASE> 
 TEST_P(FAILURE, ReturnsFalseQuicklyAndWarns)
 {
     const FAILURE_CASE& c = GetParam();
-    const std::string value = c.value == std::string("closed port") ? "127.0.0.1:" + std::to_string(closed_port())
+    const std::string value = c.value == std::string("closed port") ? "127.0.0.1:" + std::to_string(smtp_sink_closed_port())
                                                                      : c.value;
     // Overrides last for the process: the old value comes back before any check can end the test.
     const std::string old_value = gen_get_setting(c.setting);

@@ -35,7 +35,7 @@ protected:
     static void SetUpTestSuite()
     {
         release = pof_test_temp_dir("pof_compare");
-        ASSERT_TRUE(run(pof_test_build_dir() + "/bin/pgm_release_maker --out " + release + " --sofs " + std::to_string(SOFS) +
+        ASSERT_TRUE(run(build_dir() + "/bin/pgm_release_maker --out " + release + " --sofs " + std::to_string(SOFS) +
                         " --gzip-every 0 --dies C5D1,D5D2"));
     }
     static void TearDownTestSuite() { run("rm -rf " + release); }

@@ -41,8 +41,9 @@ protected:
         const std::unique_ptr<unsigned char[]> data(checker.read_dat(path, count));
         if (valid) {
             EXPECT_NE(data, nullptr);
-            if (data)
+            if (data) {
                 EXPECT_EQ(std::vector<unsigned char>(data.get(), data.get() + 2 * size_t(count)), expected);
+            }
             EXPECT_EQ(access.log_count(), 0);
         } else {
             EXPECT_EQ(data, nullptr);

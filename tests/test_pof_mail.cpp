@@ -12,14 +12,14 @@ namespace {
 
 class PofMail : public ::testing::Test {
 protected:
-    SMTP_SINK sink{pof_test_build_dir() + "/site/bin"};
+    SMTP_SINK sink{build_dir() + "/site/bin"};
     PGMDQ_POF_CHECKER checker;
     PGMDQ_POF_CHECKER_TEST_ACCESS access{checker};
 
     void SetUp() override
     {
         ASSERT_NE(sink.port(), 0) << "the SMTP sink did not start";
-        gen_load_settings(pof_test_build_dir() + "/site/site.ini");
+        gen_load_settings(build_dir() + "/site/site.ini");
         gen_set_setting("mail/smtp_server", sink.server());
     }
 };
