@@ -19,6 +19,7 @@
 #include <QWindow>
 
 #include <iostream>
+#include <memory>
 
 #ifdef PGM_HOST_LINKED
 #include "pgmdq_frame_wnd.h"
@@ -84,9 +85,10 @@ int main(int argc, char** argv)
 
     const bool separate = parser.isSet("separate-window");
     VUI_FRAME_INFO info{QObject::tr("Programmer Bench Tools")};
-    VUI_FRAME_WND host_window(&info, VUI_FW_STATE_MAIN_WINDOW);
+    // A separate frame sits beside a main window of the host's own, which holds the messages.
+    std::unique_ptr<VUI_FRAME_WND> host_window(separate ? new VUI_FRAME_WND(&info, VUI_FW_STATE_MAIN_WINDOW) : nullptr);
     VUI_FRAME_WND* frame = create_frame_wnd(separate ? VUI_FW_STATE_SEPARATE_WINDOW : VUI_FW_STATE_MAIN_WINDOW, &info);
-    VUI_FRAME_WND* main_window = separate ? &host_window : frame;
+    VUI_FRAME_WND* main_window = separate ? host_window.get() : frame;
     auto* messages = new VUI_MESSAGE_WND(main_window);
     main_window->addDockWidget(Qt::BottomDockWidgetArea, messages);
     QObject::connect(frame, &VUI_FRAME_WND::messages_requested, messages, &QWidget::show);
@@ -94,8 +96,8 @@ int main(int argc, char** argv)
         tabs->setCurrentIndex(parser.value("tab").toInt());
 
     frame->resize(1100, 800);
-    if (separate)
-        host_window.show();
+    if (host_window)
+        host_window->show();
     frame->show();
     if (parser.isSet("screenshot"))
         QTimer::singleShot(1500, frame, [frame, file = parser.value("screenshot")] { take_screenshot(frame, file); });
