@@ -319,3 +319,14 @@ private:
     std::string m_root;
     std::string m_old_path;
 };
+
+// A checker with its test access and a scratch folder that goes with the test.
+class POF_CHECKER_FIXTURE : public ::testing::Test, POF_APPLICATION_FIRST {
+protected:
+    explicit POF_CHECKER_FIXTURE(const char* tag) : dir(pof_test_temp_dir(tag)) {}
+    ~POF_CHECKER_FIXTURE() override { std::system(("rm -rf " + dir).c_str()); }
+
+    PGMDQ_POF_CHECKER checker;
+    PGMDQ_POF_CHECKER_TEST_ACCESS access{checker};
+    std::string dir;
+};

@@ -12,13 +12,9 @@
 
 namespace {
 
-class PofDat : public ::testing::Test, POF_APPLICATION_FIRST {
+class PofDat : public POF_CHECKER_FIXTURE {
 protected:
-    PGMDQ_POF_CHECKER checker;
-    PGMDQ_POF_CHECKER_TEST_ACCESS access{checker};
-    std::string dir = pof_test_temp_dir("pof_dat");
-
-    ~PofDat() override { std::system(("rm -rf " + dir).c_str()); }
+    PofDat() : POF_CHECKER_FIXTURE("pof_dat") {}
 
     // read_dat's bytes (nullopt when it gave no buffer) and word count of a file of this content.
     std::optional<std::vector<unsigned char>> read(const std::string& content, unsigned& count)

@@ -15,13 +15,9 @@
 
 namespace {
 
-class PofThreads : public ::testing::Test, POF_APPLICATION_FIRST {
+class PofThreads : public POF_CHECKER_FIXTURE {
 protected:
-    PGMDQ_POF_CHECKER checker;
-    PGMDQ_POF_CHECKER_TEST_ACCESS access{checker};
-    std::string dir = pof_test_temp_dir("pof_threads");
-
-    ~PofThreads() override { std::system(("rm -rf " + dir).c_str()); }
+    PofThreads() : POF_CHECKER_FIXTURE("pof_threads") {}
 
     static std::set<std::string> words(const std::string& text)
     {

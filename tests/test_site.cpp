@@ -4,6 +4,7 @@
 #include "gen.h"
 
 #include "build_tree.h"
+#include "shell_run.h"
 
 #include <gtest/gtest.h>
 
@@ -20,23 +21,6 @@ std::string source_dir()
 {
     const char* dir = std::getenv("PGMDQ_SOURCE_DIR");
     return dir ? dir : build_dir() + "/..";
-}
-
-struct RUN_RESULT {
-    int status;
-    std::string output;  // stdout and stderr
-};
-
-RUN_RESULT run(const std::string& command)
-{
-    RUN_RESULT result{-1, ""};
-    FILE* pipe = popen(("(" + command + ") 2>&1 </dev/null").c_str(), "r");
-    char buffer[4096];
-    for (std::size_t n; (n = std::fread(buffer, 1, sizeof buffer, pipe)) > 0;)
-        result.output.append(buffer, n);
-    const int status = pclose(pipe);
-    result.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    return result;
 }
 
 std::string setting(const std::string& key)

@@ -7,6 +7,7 @@
 #include "pgm.h"
 
 #include "build_tree.h"
+#include "shell_run.h"
 
 #include <gtest/gtest.h>
 
@@ -19,23 +20,6 @@
 #include <unistd.h>
 
 namespace {
-
-struct RUN_RESULT {
-    int status;
-    std::string output;  // stdout and stderr
-};
-
-RUN_RESULT run(const std::string& command)
-{
-    RUN_RESULT result{-1, ""};
-    FILE* pipe = popen((command + " 2>&1").c_str(), "r");
-    char buffer[4096];
-    for (std::size_t n; (n = std::fread(buffer, 1, sizeof buffer, pipe)) > 0;)
-        result.output.append(buffer, n);
-    const int status = pclose(pipe);
-    result.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    return result;
-}
 
 bool exists(const std::string& path)
 {

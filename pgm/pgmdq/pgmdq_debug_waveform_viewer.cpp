@@ -580,13 +580,19 @@ void PGMDQ_DEBUG_WAVEFORM_VIEWER::on_read_usedw()
     });
 }
 
+// Without the IP there is no trace to keep: nothing new may be saved.
+void PGMDQ_DEBUG_WAVEFORM_VIEWER::report_ip_missing()
+{
+    post_info("Fail to startup hardware and/or determine supported IP");
+    m_save_button->setEnabled(false);
+}
+
 // The trace is reset in the IP and forgotten here; the names stay, the waves go.
 void PGMDQ_DEBUG_WAVEFORM_VIEWER::on_reset()
 {
     run_on_debug_ip([this](bool ip_found, unsigned device_index) {
         if (!ip_found) {
-            post_info("Fail to startup hardware and/or determine supported IP");
-            m_save_button->setEnabled(false);
+            report_ip_missing();
             return;
         }
         m_engine->load_jtag_virtual_instruction(true, IP_RESET_TRACE, device_index, false, false);
@@ -599,8 +605,7 @@ void PGMDQ_DEBUG_WAVEFORM_VIEWER::on_start()
 {
     run_on_debug_ip([this](bool ip_found, unsigned device_index) {
         if (!ip_found) {
-            post_info("Fail to startup hardware and/or determine supported IP");
-            m_save_button->setEnabled(false);
+            report_ip_missing();
             return;
         }
         m_save_button->setEnabled(true);

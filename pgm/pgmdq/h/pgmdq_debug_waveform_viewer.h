@@ -177,6 +177,7 @@ private:
     // Runs `operation` on the chosen device's debug IP between start-up and release of the DUT
     // cable, under the busy dialog; `operation` is told whether start-up and node detection
     // succeeded.
+    void report_ip_missing();
     void run_on_debug_ip(const std::function<void(bool ip_found, unsigned device_index)>& operation);
     void capture_trace(unsigned device_index);
 
