@@ -1,5 +1,7 @@
 #include "pgmd_cm_jtag.h"
 
+#include "thr.h"
+
 #include "bench_protocol.h"
 
 namespace {
@@ -41,6 +43,8 @@ bool PGMD_CM_JTAG::reset()
 
 bool PGMD_CM_JTAG::scan(bool instruction, const PGMD_CM_BITS& in, PGMD_CM_BITS* out)
 {
+    // A long hardware operation runs on the GUI thread: the window stays live between scans.
+    thr_process_events();
     bool ok = clock(true, false, nullptr); // Select-DR-Scan
     if (instruction)
         ok = clock(true, false, nullptr) && ok; // Select-IR-Scan

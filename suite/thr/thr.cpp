@@ -1,6 +1,8 @@
 #include "thr.h"
 
 #include <QCoreApplication>
+#include <QGuiApplication>
+#include <QWindow>
 #include <QElapsedTimer>
 #include <QEventLoop>
 #include <QThread>
@@ -41,7 +43,37 @@ bool on_gui_thread()
     const QCoreApplication* app = QCoreApplication::instance();
     return app && QThread::currentThread() == app->thread();
 }
+
+// Input goes to the modal dialog when there is one; without one it would reach the window that a
+// long operation is working for, so it waits.
+QEventLoop::ProcessEventsFlags event_flags()
+{
+    return QGuiApplication::modalWindow() ? QEventLoop::AllEvents : QEventLoop::ExcludeUserInputEvents;
+}
+
+const qint64 EVENT_TURN_MILLISECONDS = 50;
+
+QElapsedTimer& last_event_turn()
+{
+    static QElapsedTimer timer;
+    return timer;
+}
+
+void turn_event_loop()
+{
+    QCoreApplication::processEvents(event_flags());
+    last_event_turn().start();
+}
+
 } // namespace
+
+void thr_process_events()
+{
+    if (!on_gui_thread())
+        return;
+    if (!last_event_turn().isValid() || last_event_turn().elapsed() >= EVENT_TURN_MILLISECONDS)
+        turn_event_loop();
+}
 
 void thr_msleep(unsigned milliseconds)
 {
@@ -52,7 +84,7 @@ void thr_msleep(unsigned milliseconds)
     QElapsedTimer timer;
     timer.start();
     for (;;) {
-        QCoreApplication::processEvents(QEventLoop::ExcludeUserInputEvents);
+        turn_event_loop();
         const qint64 left = qint64(milliseconds) - timer.elapsed();
         if (left <= 0)
             break;

@@ -7,9 +7,16 @@
 // (0 = success; a command killed by a signal gives 128 + the signal, a shell that cannot start -1).
 int thr_run(const char* command_line);
 
-// Sleeps the calling thread. On the GUI thread the windows stay painted while it waits; user
-// input is not processed.
+// Sleeps the calling thread. On the GUI thread the event loop turns while it waits (see
+// thr_process_events).
 void thr_msleep(unsigned milliseconds);
+
+// On the GUI thread, lets the event loop turn when it has not for 50 ms: windows repaint, timers
+// (a busy dialog's clock) fire. While a modal dialog is up, user input is delivered too: Qt
+// discards input to the windows the dialog blocks, so nothing is queued for later, and the
+// dialog's own buttons (Cancel) work. Without a modal dialog user input waits. Elsewhere it does
+// nothing. Long work on the GUI thread calls it between its steps.
+void thr_process_events();
 
 // Loads a suite library by its platform-neutral name: "name.dll" is "libname.so", looked up
 // beside the suite's own libraries first. Null when it cannot be loaded.
