@@ -6,7 +6,13 @@
 
 #include <string>
 
-// "…/pgm/pgmdq/pgmdq_pof_checker.cpp" -> "pgmdq_pof_checker".
+// Units whose code spans several files named after them ("pgmdq_pof_checker_walk.cpp").
+// A unit named after another comes first.
+const char* const PGMDQ_MULTI_FILE_UNITS[] = {"pgmdq_pof_checker",    "pgmdq_debug_waveform_viewer",
+                                              "pgmdq_cookie_monster", "pgmdq_miscellaneous",
+                                              "pgmdq_tcl_args_auto",  "pgmdq_tcl"};
+
+// "…/pgm/pgmdq/pgmdq_pof_checker_walk.cpp" -> "pgmdq_pof_checker": errors name the unit.
 inline std::string pgmdq_source_name(const char* file)
 {
     std::string name = file;
@@ -16,6 +22,9 @@ inline std::string pgmdq_source_name(const char* file)
     const size_t dot = name.find('.');
     if (dot != std::string::npos)
         name.erase(dot);
+    for (const std::string unit : PGMDQ_MULTI_FILE_UNITS)
+        if (name == unit || name.compare(0, unit.size() + 1, unit + "_") == 0)
+            return unit;
     return name;
 }
 
