@@ -8,34 +8,18 @@
 #include <QThread>
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <chrono>
 #include <dlfcn.h>
 #include <mutex>
+#include <set>
+#include <signal.h>
 #include <spawn.h>
 #include <sys/wait.h>
 #include <thread>
 
 extern char** environ;
-
-int thr_run(const char* command_line)
-{
-    if (!command_line)
-        return -1;
-    const char* argv[] = {"sh", "-c", command_line, nullptr};
-    pid_t pid = 0;
-    if (posix_spawn(&pid, "/bin/sh", nullptr, nullptr, const_cast<char**>(argv), environ) != 0)
-        return -1;
-    int status = 0;
-    while (waitpid(pid, &status, 0) < 0)
-        if (errno != EINTR)
-            return -1;
-    if (WIFEXITED(status))
-        return WEXITSTATUS(status);
-    if (WIFSIGNALED(status))
-        return 128 + WTERMSIG(status);
-    return -1;
-}
 
 namespace {
 bool on_gui_thread()
@@ -65,7 +49,136 @@ void turn_event_loop()
     last_event_turn().start();
 }
 
+const qint64 TERMINATE_GRACE_MILLISECONDS = 1000;
+const unsigned RUN_POLL_MILLISECONDS = 10;
+
+// The process groups thr_run has started and not yet reaped, for cancellation.
+std::mutex g_runs_mutex;
+std::set<pid_t> g_running_groups;
+std::atomic<bool> g_runs_cancelled{false};
+
+// The caller's environment with the options' variables set (replacing ones of the same name).
+std::vector<std::string> run_environment(const THR_RUN_OPTIONS& options)
+{
+    std::vector<std::string> entries;
+    for (char** entry = environ; *entry; ++entry) {
+        const std::string text = *entry;
+        const std::string name = text.substr(0, text.find('='));
+        const bool replaced = std::any_of(options.environment.begin(), options.environment.end(),
+                                          [&name](const auto& variable) { return variable.first == name; });
+        if (!replaced)
+            entries.push_back(text);
+    }
+    for (const auto& variable : options.environment)
+        entries.push_back(variable.first + "=" + variable.second);
+    return entries;
+}
+
+pid_t spawn_in_own_group(const char* command_line, const THR_RUN_OPTIONS& options)
+{
+    std::vector<std::string> entries = run_environment(options);
+    std::vector<char*> envp;
+    for (std::string& entry : entries)
+        envp.push_back(&entry[0]);
+    envp.push_back(nullptr);
+    const char* argv[] = {"sh", "-c", command_line, nullptr};
+    posix_spawnattr_t attributes;
+    posix_spawnattr_init(&attributes);
+    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETPGROUP);
+    posix_spawnattr_setpgroup(&attributes, 0);
+    pid_t pid = 0;
+    std::lock_guard<std::mutex> lock(g_runs_mutex);
+    const int spawned = posix_spawn(&pid, "/bin/sh", nullptr, &attributes, const_cast<char**>(argv), envp.data());
+    posix_spawnattr_destroy(&attributes);
+    if (spawned != 0)
+        return -1;
+    g_running_groups.insert(pid);
+    return pid;
+}
+
+void forget_group(pid_t pid)
+{
+    std::lock_guard<std::mutex> lock(g_runs_mutex);
+    g_running_groups.erase(pid);
+}
+
+int exit_status(int status)
+{
+    if (WIFEXITED(status))
+        return WEXITSTATUS(status);
+    if (WIFSIGNALED(status))
+        return 128 + WTERMSIG(status);
+    return THR_RUN_FAILED;
+}
+
+// Waits for the shell, ending its group when the time is up or the runs are cancelled: SIGTERM
+// first so that the commands can clean up, SIGKILL for whatever is left a second later.
+int wait_for_group(pid_t pid, unsigned timeout_seconds)
+{
+    QElapsedTimer clock;
+    clock.start();
+    QElapsedTimer ending;
+    int ended_because = 0;
+    for (;;) {
+        int status = 0;
+        const pid_t reaped = waitpid(pid, &status, WNOHANG);
+        if (reaped == pid || (reaped < 0 && errno != EINTR)) {
+            if (ended_because)
+                kill(-pid, SIGKILL);  // members that outlived the shell
+            return ended_because ? ended_because : reaped == pid ? exit_status(status) : THR_RUN_FAILED;
+        }
+        if (!ended_because && (g_runs_cancelled || (timeout_seconds && clock.elapsed() >= qint64(timeout_seconds) * 1000))) {
+            ended_because = g_runs_cancelled ? THR_RUN_CANCELLED : THR_RUN_TIMED_OUT;
+            kill(-pid, SIGTERM);
+            ending.start();
+        } else if (ended_because && ending.elapsed() >= TERMINATE_GRACE_MILLISECONDS) {
+            kill(-pid, SIGKILL);
+        }
+        if (on_gui_thread())
+            turn_event_loop();
+        std::this_thread::sleep_for(std::chrono::milliseconds(RUN_POLL_MILLISECONDS));
+    }
+}
+
 } // namespace
+
+int thr_run(const char* command_line)
+{
+    return thr_run(command_line, THR_RUN_OPTIONS());
+}
+
+int thr_run(const char* command_line, const THR_RUN_OPTIONS& options)
+{
+    if (!command_line)
+        return THR_RUN_FAILED;
+    if (g_runs_cancelled)
+        return THR_RUN_CANCELLED;
+    const pid_t pid = spawn_in_own_group(command_line, options);
+    if (pid < 0)
+        return THR_RUN_FAILED;
+    const int result = wait_for_group(pid, options.timeout_seconds);
+    forget_group(pid);
+    return result;
+}
+
+void thr_cancel_runs()
+{
+    g_runs_cancelled = true;
+    std::lock_guard<std::mutex> lock(g_runs_mutex);
+    for (pid_t group : g_running_groups)
+        kill(-group, SIGTERM);
+}
+
+void thr_allow_runs()
+{
+    g_runs_cancelled = false;
+}
+
+bool thr_runs_cancelled()
+{
+    return g_runs_cancelled;
+}
+
 
 void thr_process_events()
 {

@@ -2,10 +2,35 @@
 #pragma once
 
 #include <string>
+#include <utility>
+#include <vector>
 
-// Runs one command line with /bin/sh in the calling thread and returns its exit status
-// (0 = success; a command killed by a signal gives 128 + the signal, a shell that cannot start -1).
+// How one command line runs.
+struct THR_RUN_OPTIONS {
+    // After this many seconds the command is ended with its whole process group; 0: no limit.
+    unsigned timeout_seconds = 0;
+    // Variables added to the command's own environment only (a secret passed this way reaches
+    // no file, no command line and no other process).
+    std::vector<std::pair<std::string, std::string>> environment;
+};
+
+// Results of thr_run besides a command's exit status.
+const int THR_RUN_FAILED = -1;     // the shell could not start
+const int THR_RUN_TIMED_OUT = -2;  // ended after its upper time
+const int THR_RUN_CANCELLED = -3;  // ended, or not started, because the runs were cancelled
+
+// Runs one command line with /bin/sh in the calling thread, in a process group of its own, and
+// returns its exit status (0 = success; a command killed by a signal gives 128 + the signal). On
+// the GUI thread the event loop turns while it waits (see thr_process_events).
 int thr_run(const char* command_line);
+int thr_run(const char* command_line, const THR_RUN_OPTIONS& options);
+
+// Ends every command that thr_run is running, in any thread, with its whole process group
+// (SIGTERM, then SIGKILL a second later), and makes later runs return THR_RUN_CANCELLED at once
+// until thr_allow_runs().
+void thr_cancel_runs();
+void thr_allow_runs();
+bool thr_runs_cancelled();
 
 // Sleeps the calling thread. On the GUI thread the event loop turns while it waits (see
 // thr_process_events).
