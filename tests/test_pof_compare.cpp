@@ -222,7 +222,7 @@ TEST_F(PofCompare, OneSofDatScript)
     EXPECT_EQ(script, path(0, "py"));
     EXPECT_EQ(pof_test_read(script),
               pof_test_python_preamble("engineer@databuild", "600", "secret") +
-              "p.sendline('/emu/C5D1 -o " + base(0) + " -m3 -img " + path(0, "img") + "')\n"
+              "p.sendline('/emu/C5D1 -o \\'" + base(0) + "\\' -m3 -img \\'" + path(0, "img") + "\\'')\n"
               "i=p.expect('End of running /emu/C5D1')\n"
               "p.sendline('exit')\n"
               "p.close()\n");

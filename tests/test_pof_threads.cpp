@@ -204,7 +204,7 @@ TEST_F(PofThreads, DatWaitFollowsTheOwningThread)
     checker.run_thread_pl(dir + "make.sh", ".sh", "sh", "job", 2, 0, true, false);
     ASSERT_NE(access.thread_batch(), nullptr);
     EXPECT_EQ(access.thread_count(), 2u);
-    EXPECT_EQ(access.thread_batch()[1].m_cmd, "sh " + dir + "make1.sh");
+    EXPECT_EQ(access.thread_batch()[1].m_cmd, "sh '" + dir + "make1.sh'");
     EXPECT_EQ(access.thread_batch()[1].m_script_file, dir + "make1.sh");
     EXPECT_EQ(pof_test_internal_error([&] {
                   pof_test_write(dir + "again.sh", "x\n");

@@ -4,13 +4,18 @@
 
 #include <QSaveFile>
 
-bool pgmdq_save_file(const std::string& path, const QByteArray& data)
+bool pgmdq_save_file(const std::string& path, const QByteArray& data, std::string* error)
 {
     QSaveFile file(pgmdq_from_local8(path));
     const bool saved = file.open(QIODevice::WriteOnly) && file.write(data) == data.size() && file.commit();
-    if (!saved)
-        msg_post(MSG_PGMDQ::E::FILE_IO_ERROR(path + " (" + pgmdq_local8(file.errorString()) + ")"));
-    return saved;
+    if (saved)
+        return true;
+    const std::string reason = pgmdq_local8(file.errorString());
+    if (error)
+        *error = reason;
+    else
+        msg_post(MSG_PGMDQ::E::FILE_IO_ERROR(path + " (" + reason + ")"));
+    return false;
 }
 
 std::string pgmdq_shell_quote(const std::string& word)

@@ -48,7 +48,10 @@ PGMDQ_POF_CHECKER::PGMDQ_POF_CHECKER(QWidget* parent)
       m_skip_dat(false),
       m_skip_icd_rbf(false),
       m_thread_count(0),
-      m_crc_lookup_indexed(0)
+      m_crc_lookup_indexed(0),
+      m_busy(nullptr),
+      m_dies_done(0),
+      m_dies_total(0)
 {
     create_widgets();
     create_layout();
@@ -250,12 +253,11 @@ void PGMDQ_POF_CHECKER::on_save_msg()
     PGMDQ_ASSERT(!selected_files.isEmpty());
     FIO_PATH path(pgmdq_local8(selected_files.first()));
     path.extension(".txt");
-    // A file that cannot be opened simply receives nothing.
-    PGMDQ_FILE output(FIO_FILE_SYSTEM::fopen(path, "w"));
-    if (!output)
-        return;
+    QByteArray text;
     for (int row = 0; row < m_msg_list->count(); ++row)
-        std::fprintf(output.get(), "%s\n", pgmdq_local8(m_msg_list->item(row)->text()).c_str());
+        text += m_msg_list->item(row)->text().toLocal8Bit() + "\n";
+    // Saved whole or not at all, and a failure is told: the old log must never be lost silently.
+    pgmdq_save_file(path.fullpath(), text);
 }
 
 // A check needs the log-in to the build machines and, for a personal test, a directory.

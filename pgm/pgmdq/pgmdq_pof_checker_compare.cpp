@@ -25,16 +25,18 @@ PGM_CHAIN_ELEMENT* PGMDQ_POF_CHECKER::create_pgm_rbf(std::string sof_path)
         PGMDQ_ASSERT((bit_size%8)==0);
         total_byte_size += bit_size / 8;
     }
-    // The vectors' bytes in order, written as they come.
-    PGMDQ_FILE output(FIO_FILE_SYSTEM::fopen(replace_tail(sof_path, 3, "rbf").c_str(), "wb"));
+    // The vectors' bytes in order.
+    std::vector<unsigned char> stream(total_byte_size);
     size_t output_index = 0;
     for (const PGMIO_BIT_VECTOR& vector : element->get_bit_vector_list()) {
         const size_t bytes = vector.get_bit_size() / 8;
-        if (output)
-            std::fwrite(vector.get_base_address(), 1, bytes, output.get());
+        if (output_index + bytes <= stream.size())
+            std::memcpy(stream.data() + output_index, vector.get_base_address(), bytes);
         output_index += bytes;
+        thr_process_events();
     }
     PGMDQ_ASSERT(total_byte_size == output_index);
+    write_result(replace_tail(sof_path, 3, "rbf"), stream.data(), stream.size());
     return element.release();
 }
 
@@ -43,7 +45,7 @@ void PGMDQ_POF_CHECKER::create_icd_rbf(std::string dat_path)
     unsigned count = 0;
     const std::unique_ptr<unsigned char[]> data(read_dat(dat_path, count));
     if (data)
-        write_file(replace_tail(dat_path, 3, "icd.rbf"), data.get(), 2 * size_t(count));
+        write_result(replace_tail(dat_path, 3, "icd.rbf"), data.get(), 2 * size_t(count));
 }
 
 namespace {
@@ -129,6 +131,7 @@ bool PGMDQ_POF_CHECKER::compare_section(const PGM_PCF_TREE_ELEMENT& section, uns
     for (size_t f = 0; f < section.get_frame_count(); ++f) {
         const size_t base = section.get_frame_start_bit(f);
         patch_frame(section.get_type(), output, icd, base, frame_bits, cb_data_width);
+        thr_process_events();
         if (!core)
             continue;
         if (icd_core_data) {
@@ -141,8 +144,8 @@ bool PGMDQ_POF_CHECKER::compare_section(const PGM_PCF_TREE_ELEMENT& section, uns
         PGMDQ_ASSERT(core_index == byte_size);
     if (icd_core_data) {
         const std::string number = std::to_string(core_number);
-        write_file(debug_base + "_icdcore_" + number + ".rbf", icd_core_data.get(), byte_size);
-        write_file(debug_base + "_pgmcore_" + number + ".rbf", pgm_core_data.get(), byte_size);
+        write_result(debug_base + "_icdcore_" + number + ".rbf", icd_core_data.get(), byte_size);
+        write_result(debug_base + "_pgmcore_" + number + ".rbf", pgm_core_data.get(), byte_size);
     }
     return std::memcmp(output + pgm_cmp_start_index, icd + icd_cmp_start_index, byte_size) == 0;
 }
@@ -199,8 +202,8 @@ void PGMDQ_POF_CHECKER::modify_crc_pgm_rbf(PGM_CHAIN_ELEMENT* element, std::stri
     // The PGM side's bytes come from the element, which wrote them to its RBF; that file must be
     // there all the same.
     std::vector<unsigned char> icd;
-    const bool icd_read = exists(icd_path) && read_file(icd_path, icd);
-    const bool pgm_there = exists(pgm_path) && PGMDQ_FILE(FIO_FILE_SYSTEM::fopen(pgm_path.c_str(), "rb")) != nullptr;
+    const bool icd_read = read_file(icd_path, icd);
+    const bool pgm_there = open_for_reading(pgm_path) != nullptr;
     if (!icd_read || !pgm_there) {
         update_msg(PGMDQ_MSG_TYPE_POF_ERROR,
                    "Fail to get source file(s) - comparison terminated : " + (icd_read ? pgm_path : icd_path));
@@ -217,13 +220,23 @@ void PGMDQ_POF_CHECKER::modify_crc_pgm_rbf(PGM_CHAIN_ELEMENT* element, std::stri
     std::vector<unsigned char> output(size, 0);
     const bool passed = compare_sections(element, output, icd, sof_path, f2p_constants->m_cb_data_width);
 
-    PGMDQ_FILE file(FIO_FILE_SYSTEM::fopen(output_path.c_str(), "wb"));
-    const size_t output_index = file ? std::fwrite(output.data(), 1, size, file.get()) : 0;
-    PGMDQ_ASSERT(output_index == size);
+    write_result(output_path, output.data(), size);
     if (passed)
         update_msg(PGMDQ_MSG_TYPE_INFO, POF_CHECK_PASS_INDICATOR + sof_path);
     else
         update_msg(PGMDQ_MSG_TYPE_POF_ERROR, POF_CHECK_FAIL_INDICATOR + sof_path);
+}
+
+// Results are written whole or not at all, and never through a symbolic link; a failure is told.
+bool PGMDQ_POF_CHECKER::write_result(const std::string& path, const unsigned char* data, size_t size)
+{
+    if (!is_regular_file(path) && !name_is_free(path))
+        return false;
+    std::string error;
+    if (pgmdq_save_file(path, QByteArray::fromRawData(reinterpret_cast<const char*>(data), int(size)), &error))
+        return true;
+    update_msg(PGMDQ_MSG_TYPE_ERROR, "Can't write " + path + " (" + error + ")");
+    return false;
 }
 
 void PGMDQ_POF_CHECKER::compare_sof(const std::string& sof_path)
@@ -240,13 +253,15 @@ bool PGMDQ_POF_CHECKER::create_rbf()
 {
     PGMDQ_ASSERT(m_sof_size > 0);
     unsigned dat_num = 0;
-    for (unsigned i = 0; i < m_sof_size; ++i) {
+    for (unsigned i = 0; i < m_sof_size && !thr_runs_cancelled(); ++i) {
         const std::string& sof_path = m_sof_files[i].fullpath;
         const std::string dat_path = replace_tail(sof_path, 3, "dat");
         if (!m_skip_dat) {
             if (!exists(replace_tail(sof_path, 3, "img")))
                 continue;
             if (!create_icd_dat(sof_path, dat_path)) {
+                if (thr_runs_cancelled())
+                    break;
                 update_msg(PGMDQ_MSG_TYPE_ERROR, "Fail to generate dat " + dat_path);
                 continue;
             }
@@ -257,6 +272,8 @@ bool PGMDQ_POF_CHECKER::create_rbf()
         pre_delete_others();
         compare_sof(sof_path);
     }
+    if (thr_runs_cancelled())
+        return false;
     if (dat_num == 0) {
         update_msg(PGMDQ_MSG_TYPE_ERROR, "Fail to create any dat file for " + PGMDQ_POF_DIE_LIST[m_die_index].die);
         return false;
@@ -271,7 +288,10 @@ bool PGMDQ_POF_CHECKER::create_rbf_in_thread()
     unsigned dat_num = 0, missing_img = 0, missing_dat = 0;
     for (unsigned i = 0; i < m_sof_size; ++i) {
         const std::string& sof_path = m_sof_files[i].fullpath;
-        if (get_dat(i, threads)) {
+        const bool dat_made = get_dat(i, threads);
+        if (thr_runs_cancelled())
+            return false;
+        if (dat_made) {
             ++dat_num;
             create_icd_rbf(replace_tail(sof_path, 3, "dat"));
             for (const char* stale : {"rbf", "pgm.icd.rbf"})
@@ -302,7 +322,7 @@ bool PGMDQ_POF_CHECKER::get_dat(unsigned i, unsigned n)
     const std::string dat_path = replace_tail(m_sof_files[i].fullpath, 3, "dat");
     const time_t begin = time(nullptr);
     while (!exists(dat_path)) {
-        if (time(nullptr) - begin >= DAT_WAIT_SECONDS)
+        if (time(nullptr) - begin >= DAT_WAIT_SECONDS || thr_runs_cancelled())
             break;
         PGMDQ_ASSERT(n > 0 && m_thread != NULL);  // a missing file is only awaited from a batch
         PGMWQ_POF_CHECKER_THREAD& thread = m_thread[i % n];

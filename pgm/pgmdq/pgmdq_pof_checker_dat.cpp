@@ -1,6 +1,7 @@
 #include "pgmdq_pof_checker_private.h"
 
 #include "gen.h"
+#include "thr.h"
 
 #include <array>
 
@@ -108,16 +109,17 @@ DAT_LINE read_dat_line(const char* begin, size_t length, unsigned& word)
 template <typename ON_WORD>
 bool scan_dat(const char* path, ON_WORD&& on_word)
 {
-    PGMDQ_FILE file(FIO_FILE_SYSTEM::fopen(path, "r"));
-    FIO_STATUS status;
-    if (!file || !FIO_FILE_SYSTEM::status(path, &status))
+    const PGMDQ_FILE file = open_for_reading(path);
+    struct stat status;
+    if (!file || ::fstat(::fileno(file.get()), &status) != 0)
         return false;
     // A small file is read in one block. Room for a block after an unfinished line carried over
     // from the block before.
-    const size_t block_bytes = std::min<size_t>(DAT_BLOCK_BYTES, size_t(status.size) + 1);
+    const size_t block_bytes = std::min<size_t>(DAT_BLOCK_BYTES, size_t(status.st_size) + 1);
     const std::unique_ptr<unsigned char[]> buffer(new unsigned char[DAT_MAX_LINE + 1 + block_bytes]);
     size_t carried = 0;
     for (;;) {
+        thr_process_events();
         const size_t got = std::fread(buffer.get() + carried, 1, block_bytes, file.get());
         const bool at_end = got < block_bytes;
         const unsigned char* p = buffer.get();

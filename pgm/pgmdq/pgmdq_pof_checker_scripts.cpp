@@ -14,6 +14,14 @@ using namespace pgmdq_pof;
 // ---------------------------------------------------------------------------------------------
 // The one-SOF DAT run and the die directory's clean-ups
 
+// A log-in script's run: its own time-out for the work, and time to log in and out.
+THR_RUN_OPTIONS PGMDQ_POF_CHECKER::login_options(unsigned script_timeout)
+{
+    THR_RUN_OPTIONS options;
+    options.timeout_seconds = script_timeout + LOGIN_ALLOWANCE_SECONDS;
+    return options;
+}
+
 std::string PGMDQ_POF_CHECKER::python_command()
 {
     return m_site_check->isChecked() ? PYTHON_NV_SRC.str() : PYTHON_RK_SRC.str();
@@ -53,9 +61,9 @@ std::string PGMDQ_POF_CHECKER::create_icd_dat_python(std::string sof_path)
     PGMDQ_ASSERT(output != NULL);
     write_python_login(output.get(), DAT_BUILD_HOST.str(), MAX_DAT_TIME_STRING);
     const std::string emulator = PGMDQ_POF_DIE_LIST[m_die_index].emulator_path.str();
-    const std::string rif = PGMDQ_POF_FAMILY_LIST[m_family_index].has_rif ? " -rif " + m_rk_rif_path : "";
+    const std::string rif = PGMDQ_POF_FAMILY_LIST[m_family_index].has_rif ? " -rif " + pgmdq_shell_quote(m_rk_rif_path) : "";
     const std::string lines[] = {
-        "p.sendline('" + emulator + " -o " + base + " -m3 -img " + base + ".img" + rif + "')\n",
+        "p.sendline('" + python_text(emulator + " -o " + pgmdq_shell_quote(base) + " -m3 -img " + pgmdq_shell_quote(base + ".img") + rif) + "')\n",
         "i=p.expect('End of running " + emulator + "')\n",
         "p.sendline('exit')\n",
         "p.close()\n",
@@ -68,7 +76,7 @@ std::string PGMDQ_POF_CHECKER::create_icd_dat_python(std::string sof_path)
 bool PGMDQ_POF_CHECKER::create_icd_dat(std::string sof_path, std::string dat_path)
 {
     const std::string script = create_icd_dat_python(sof_path);
-    thr_run((python_command() + " " + script).c_str());
+    run_command(python_command() + " " + pgmdq_shell_quote(script), login_options(DAT_SECONDS_PER_ROUND));
     rm_rf_file(script);
     return exists(dat_path);
 }
@@ -78,6 +86,7 @@ bool PGMDQ_POF_CHECKER::create_icd_dat(std::string sof_path, std::string dat_pat
 // them); removing them after the first SOF would leave every later SOF without its ICD data.
 bool PGMDQ_POF_CHECKER::pre_delete_others()
 {
+    report_links(m_die_dir, QStringList());
     QStringList patterns = {"*.cram", "*.redfuses", "*.dat", "*.s4_debug", "*.s4_info", "*.option_bits_out", "*.cff"};
     if (m_skip_dat)
         patterns.removeAll("*.dat");
@@ -89,6 +98,7 @@ bool PGMDQ_POF_CHECKER::pre_delete_others()
 // Keeps the SOFs and the die's redundancy file; everything else, folders included, goes.
 bool PGMDQ_POF_CHECKER::delete_others()
 {
+    report_links(m_die_dir, QStringList());
     const std::string rif = PGMDQ_POF_DIE_LIST[m_die_index].die + ".rif";
     unsigned match = 0;
     bool cleared = true;
@@ -112,6 +122,7 @@ bool PGMDQ_POF_CHECKER::delete_others()
 // Keeps the inputs and results; what a skipped step would have made is kept as its input.
 bool PGMDQ_POF_CHECKER::delete_others_except()
 {
+    report_links(m_die_dir, QStringList());
     QStringList kept_patterns = {"*.sof", "*.rbf", "*.rif"};
     if (m_skip_img)
         kept_patterns << "*.img";
@@ -165,15 +176,14 @@ bool PGMDQ_POF_CHECKER::create_img_perl()
     {
         PGMDQ_FILE output(create_script(script));
         PGMDQ_ASSERT(output != NULL);
-        const std::string converter = WORKSTATION_DATA_ROOT + TEST_SHORT_DIR + "sof2img/" + m_sof2img_exe;
+        const std::string converter = pgmdq_shell_quote(WORKSTATION_DATA_ROOT + TEST_SHORT_DIR + "sof2img/" + m_sof2img_exe);
         const std::string dir = image_dir();
         const std::string& die = PGMDQ_POF_DIE_LIST[m_die_index].die;
         for (unsigned i = 0; i < m_sof_size; ++i) {
             const std::string& name = m_sof_files[i].name;
-            std::fputs(("system (\"" + converter + " " + dir + name + " " + dir + replace_tail(name, 3, "img") +
-                        " -s2i " + die + "\");\n")
-                           .c_str(),
-                       output.get());
+            const std::string command = converter + " " + pgmdq_shell_quote(dir + name) + " " +
+                                        pgmdq_shell_quote(dir + replace_tail(name, 3, "img")) + " -s2i " + die;
+            std::fputs((perl_system(command) + "\n").c_str(), output.get());
         }
         std::fputs(("print \"" + IMG_DONE_TEXT + "\\n\"\n").c_str(), output.get());
     }
@@ -198,7 +208,8 @@ bool PGMDQ_POF_CHECKER::create_img()
         std::fputs(("p.sendline('mount " + RK_TEST_DIR_MOUNT + " S:')\n").c_str(), output.get());
         for (unsigned k = 0; k < (split ? IMG_THREADS : 1); ++k) {
             const std::string part = split ? std::to_string(k) : std::string();
-            std::fputs(("p.sendline('perl " + workstation_dir() + AUTO_GEN_IMG_NAME + part + ".pl')\n").c_str(),
+            const std::string part_script = workstation_dir() + AUTO_GEN_IMG_NAME + part + ".pl";
+            std::fputs(("p.sendline('" + python_text("perl " + pgmdq_shell_quote(part_script)) + "')\n").c_str(),
                        output.get());
         }
         std::fputs(("i=p.expect('" + IMG_DONE_TEXT + "\\n')\n").c_str(), output.get());
@@ -206,12 +217,12 @@ bool PGMDQ_POF_CHECKER::create_img()
         std::fputs("p.close()\n", output.get());
     }
     if (split) {
-        run_thread_pl(script, ".py", python_command(), "perl", IMG_THREADS, timeout, true, true);
+        run_thread_pl(script, ".py", python_command(), "perl", IMG_THREADS, timeout, true, true, login_options(timeout));
     } else {
-        thr_run((python_command() + " " + script).c_str());
+        run_command(python_command() + " " + pgmdq_shell_quote(script), login_options(timeout));
         rm_rf_file(script);
     }
-    return count_images() > 0;
+    return !thr_runs_cancelled() && count_images() > 0;
 }
 
 // Runs the converters here under wine instead of on the workstation.
@@ -225,27 +236,27 @@ bool PGMDQ_POF_CHECKER::create_img_with_wine()
         const std::string& die = PGMDQ_POF_DIE_LIST[m_die_index].die;
         for (unsigned i = 0; i < m_sof_size; ++i) {
             const std::string& sof = m_sof_files[i].fullpath;
-            std::fputs(("system (\"" + WINE_LINUX32_PATH + " " + m_sof2img_path + " " + sof + " " +
-                        replace_tail(sof, 3, "img") + " -s2i " + die + "\");\n")
-                           .c_str(),
-                       output.get());
+            const std::string command = WINE_LINUX32_PATH + " " + pgmdq_shell_quote(m_sof2img_path) + " " +
+                                        pgmdq_shell_quote(sof) + " " + pgmdq_shell_quote(replace_tail(sof, 3, "img")) +
+                                        " -s2i " + die;
+            std::fputs((perl_system(command) + "\n").c_str(), output.get());
         }
         std::fputs(("print \"" + IMG_DONE_TEXT + "\\n\"\n").c_str(), output.get());
     }
     if (m_sof_size > MAX_SOFS_PER_IMG_SCRIPT)
         run_thread_pl(script, ".pl", "perl", "s2i", IMG_THREADS, 0, true, true);
     else
-        thr_run(("perl " + script).c_str());
+        run_command("perl " + pgmdq_shell_quote(script));
     rm_rf_file(script);
-    if (count_images() == 0)
+    if (thr_runs_cancelled() || count_images() == 0)
         return false;
     // The images lie beside the SOFs; the shell's own folder is the host's, not the die's.
     const std::string in_die_dir = "cd " + pgmdq_shell_quote(m_die_dir) + " && ";
-    if (thr_run((in_die_dir + "gzip *.img").c_str()) != 0) {
+    if (run_command(in_die_dir + "gzip *.img") != 0) {
         update_msg(PGMDQ_MSG_TYPE_POF_ERROR, "Fail to compress images");
         return false;
     }
-    if (thr_run((in_die_dir + "gunzip *.img.gz").c_str()) != 0) {
+    if (run_command(in_die_dir + "gunzip *.img.gz") != 0) {
         update_msg(PGMDQ_MSG_TYPE_POF_ERROR, "Fail to uncompress images");
         return false;
     }
@@ -259,18 +270,18 @@ bool PGMDQ_POF_CHECKER::create_icd_dat_perl(bool moved)
     const unsigned threads = std::min(m_sof_size, MAX_FOLDER_THREADS);
     std::vector<std::vector<std::string>> lines(threads);
     const std::string emulator = PGMDQ_POF_DIE_LIST[m_die_index].emulator_path.str();
-    const std::string rif = PGMDQ_POF_FAMILY_LIST[m_family_index].has_rif ? " -rif " + m_rk_rif_path : "";
+    const std::string rif = PGMDQ_POF_FAMILY_LIST[m_family_index].has_rif ? " -rif " + pgmdq_shell_quote(m_rk_rif_path) : "";
     for (unsigned i = 0; i < m_sof_size; ++i) {
         const unsigned slot = i % MAX_FOLDER_THREADS;
         const std::string folder = m_current_path + AUTO_GEN_DAT_NAME + std::to_string(slot);
         const std::string folder_base = folder + "/" + replace_tail(m_sof_files[i].name, 4, "");
         const std::string own_base = replace_tail(m_sof_files[i].fullpath, 4, "");
         std::vector<std::string>& list = lines[slot];
-        list.push_back("system (\"" + emulator + " -o " + folder_base + " -m3 -img " +
-                       (moved ? folder_base : own_base) + ".img" + rif + "\");");
+        list.push_back(perl_system(emulator + " -o " + pgmdq_shell_quote(folder_base) + " -m3 -img " +
+                                   pgmdq_shell_quote((moved ? folder_base : own_base) + ".img") + rif));
         for (const char* leftover : EMULATOR_LEFTOVERS)
-            list.push_back("system (\"rm -rf " + folder + "/*." + leftover + "\");");
-        list.push_back("system (\"mv " + folder_base + ".dat " + m_current_path + ".\");");
+            list.push_back(perl_system("rm -rf " + pgmdq_shell_quote(folder) + "/*." + leftover));
+        list.push_back(perl_system("mv " + pgmdq_shell_quote(folder_base + ".dat") + " " + pgmdq_shell_quote(m_current_path + ".")));
     }
     for (unsigned t = 0; t < threads; ++t) {
         const std::string script = m_current_path + AUTO_GEN_DAT_NAME + std::to_string(t) + ".pl";
@@ -299,16 +310,18 @@ bool PGMDQ_POF_CHECKER::create_icd_dat()
         PGMDQ_ASSERT(output != NULL);
         write_python_login(output.get(), DAT_BUILD_HOST.str(), std::to_string(timeout));
         for (unsigned t = 0; t < threads; ++t)
-            std::fputs(("p.sendline('perl " + m_current_path + AUTO_GEN_DAT_NAME + std::to_string(t) + ".pl')\n").c_str(),
+            std::fputs(("p.sendline('" +
+                        python_text("perl " + pgmdq_shell_quote(m_current_path + AUTO_GEN_DAT_NAME + std::to_string(t) + ".pl")) +
+                        "')\n").c_str(),
                        output.get());
         std::fputs(("i=p.expect('" + DAT_DONE_TEXT + "')\n").c_str(), output.get());
         std::fputs("p.sendline('exit')\n", output.get());
         std::fputs("p.close()\n", output.get());
     }
     if (m_sof_size > 1) {
-        run_thread_pl(script, ".py", python_command(), "perl", threads, 0, true, false);
+        run_thread_pl(script, ".py", python_command(), "perl", threads, 0, true, false, login_options(timeout));
     } else {
-        thr_run((python_command() + " " + script).c_str());
+        run_command(python_command() + " " + pgmdq_shell_quote(script), login_options(timeout));
         rm_rf_file(script);
     }
     return true;

@@ -69,30 +69,37 @@ void PGMWQ_POF_CHECKER_THREAD::run()
 
 // A remote script that returns in under a twentieth of its expected time has most likely failed
 // to log in or to start; it gets two more chances.
+// A cancelled run comes back at once and must not count as an early failure.
 void PGMWQ_POF_CHECKER_THREAD::run_single_cmd()
 {
     const auto timed_run = [this]() {
         const time_t begin = time(nullptr);
-        thr_run(m_cmd.c_str());
+        run_command(m_cmd);
         return time(nullptr) - begin;
     };
     const time_t too_fast = time_t(m_expected_seconds / RETRY_FRACTION);
     const time_t first_run = timed_run();
-    if (m_expected_seconds == 0 || first_run >= too_fast)
+    if (m_expected_seconds == 0 || first_run >= too_fast || thr_runs_cancelled())
         return;
     const time_t second_run = timed_run();
     MSG_PGMDQ::DEBUG_MSG("Thread %d trying once", int(m_thread_index));
-    if (second_run >= too_fast)
+    if (second_run >= too_fast || thr_runs_cancelled())
         return;
     MSG_PGMDQ::DEBUG_MSG("Thread %d trying twice", int(m_thread_index));
-    thr_run(m_cmd.c_str());
+    run_command(m_cmd);
 }
 
 void PGMWQ_POF_CHECKER_THREAD::run_cmd_vector()
 {
     PGMDQ_ASSERT(DWORD(m_cmd_vector->size()) > 0);
     for (const std::string& cmd : *m_cmd_vector)
-        thr_run(cmd.c_str());
+        run_command(cmd);
+}
+
+void PGMWQ_POF_CHECKER_THREAD::run_command(const std::string& command)
+{
+    if (thr_run(command.c_str(), m_run_options) == THR_RUN_TIMED_OUT)
+        m_timed_out.push_back(command);
 }
 
 namespace {
@@ -128,10 +135,48 @@ void wait_for_batch(PGMWQ_POF_CHECKER_THREAD* threads, unsigned count)
 // ---------------------------------------------------------------------------------------------
 // Paths, shell and worker threads
 
+// A symbolic link is never removed: it is left as it is and told.
 bool PGMDQ_POF_CHECKER::rm_rf_file(const std::string& path)
 {
-    // Entries of a die directory are removed whatever their names: a name is never a command.
-    return thr_run(("rm -rf " + pgmdq_shell_quote(path)).c_str()) == 0;
+    if (is_link(path))
+        return name_is_free(path);
+    return run_command("rm -rf " + pgmdq_shell_quote(path)) == 0;
+}
+
+// Commands other than the log-in scripts get the site's upper time.
+THR_RUN_OPTIONS PGMDQ_POF_CHECKER::command_options()
+{
+    THR_RUN_OPTIONS options;
+    bool valid = false;
+    const unsigned seconds = QString::fromStdString(COMMAND_TIMEOUT_SECONDS.str()).toUInt(&valid);
+    options.timeout_seconds = valid && seconds > 0 ? seconds : DEFAULT_COMMAND_TIMEOUT_SECONDS;
+    return options;
+}
+
+int PGMDQ_POF_CHECKER::run_command(const std::string& command, const THR_RUN_OPTIONS& options)
+{
+    const int status = thr_run(command.c_str(), options);
+    if (status == THR_RUN_TIMED_OUT)
+        report_timeout(command, options.timeout_seconds);
+    return status;
+}
+
+int PGMDQ_POF_CHECKER::run_command(const std::string& command)
+{
+    return run_command(command, command_options());
+}
+
+void PGMDQ_POF_CHECKER::report_timeout(const std::string& command, unsigned seconds)
+{
+    update_msg(PGMDQ_MSG_TYPE_ERROR, "Ended after " + std::to_string(seconds) + " seconds: " + command);
+}
+
+// What the workers of a finished batch had to end at their upper time.
+void PGMDQ_POF_CHECKER::report_timeouts(PGMWQ_POF_CHECKER_THREAD* threads, unsigned count)
+{
+    for (unsigned i = 0; i < count; ++i)
+        for (const std::string& command : threads[i].m_timed_out)
+            report_timeout(command, threads[i].m_run_options.timeout_seconds);
 }
 
 std::string PGMDQ_POF_CHECKER::standardize_dir_seperator(std::string dir, bool to_unix)
@@ -192,9 +237,11 @@ void PGMDQ_POF_CHECKER::run_thread_cmd(std::vector<std::string> cmds, unsigned c
         thread.m_thread_type = PGMWQ_THREAD_TYPE_CMD_VECTOR;
         thread.set_started(true);
         thread.m_cmd_vector = &cmd_vectors[i];
+        thread.m_run_options = command_options();
         thread.start(QThread::InheritPriority);
     }
     wait_for_batch(threads.get(), count);
+    report_timeouts(threads.get(), count);
 }
 
 namespace {
@@ -223,7 +270,8 @@ void split_script(const std::string& script, const std::string& marker, std::vec
 } // namespace
 
 void PGMDQ_POF_CHECKER::run_thread_pl(std::string script, std::string ext, std::string runner, std::string marker,
-                                      unsigned count, unsigned expected_seconds, bool start, bool wait)
+                                      unsigned count, unsigned expected_seconds, bool start, bool wait,
+                                      const THR_RUN_OPTIONS& options)
 {
     PGMDQ_ASSERT(count > 1);
     std::vector<std::string> part_names(count);
@@ -243,7 +291,8 @@ void PGMDQ_POF_CHECKER::run_thread_pl(std::string script, std::string ext, std::
         m_thread_count = count;
         for (unsigned i = 0; i < count; ++i) {
             PGMWQ_POF_CHECKER_THREAD& thread = m_thread[i];
-            thread.m_cmd = runner + " " + part_names[i];
+            thread.m_cmd = runner + " " + pgmdq_shell_quote(part_names[i]);
+            thread.m_run_options = options;
             thread.m_thread_index = i;
             thread.m_thread_type = PGMWQ_THREAD_TYPE_SINGLE_CMD;
             thread.set_started(true);
@@ -265,6 +314,7 @@ void PGMDQ_POF_CHECKER::delete_thread_batch()
 {
     for (unsigned i = 0; m_thread && i < m_thread_count; ++i) {
         m_thread[i].wait();
+        report_timeouts(&m_thread[i], 1);
 #if defined(__SANITIZE_THREAD__)
         // wait() joins on futexes ThreadSanitizer cannot see; the done flag's lock, taken last by
         // the thread's body, shows it the order.
@@ -284,12 +334,12 @@ bool PGMDQ_POF_CHECKER::create_thread_folder()
     std::vector<std::string> creations;
     for (unsigned i = 0; i < threads; ++i) {
         const std::string folder = m_current_path + AUTO_GEN_DAT_NAME + std::to_string(i);
-        removals.push_back("rm -rf " + folder);
-        creations.push_back("mkdir " + folder);
+        removals.push_back("rm -rf " + pgmdq_shell_quote(folder));
+        creations.push_back("mkdir " + pgmdq_shell_quote(folder));
     }
     if (m_sof_size == 1) {
-        thr_run(removals[0].c_str());
-        thr_run(creations[0].c_str());
+        run_command(removals[0]);
+        run_command(creations[0]);
     } else {
         run_thread_cmd(removals, threads);
         run_thread_cmd(creations, threads);
@@ -305,8 +355,8 @@ bool PGMDQ_POF_CHECKER::move_img(bool move)
     const unsigned threads = std::min(m_sof_size, MAX_FOLDER_THREADS);
     std::vector<std::string> moves;
     for (unsigned i = 0; i < m_sof_size; ++i)
-        moves.push_back("mv " + replace_tail(m_sof_files[i].fullpath, 3, "img") + " " + m_current_path +
-                        AUTO_GEN_DAT_NAME + std::to_string(i % MAX_FOLDER_THREADS) + "/.");
+        moves.push_back("mv " + pgmdq_shell_quote(replace_tail(m_sof_files[i].fullpath, 3, "img")) + " " +
+                        pgmdq_shell_quote(m_current_path + AUTO_GEN_DAT_NAME + std::to_string(i % MAX_FOLDER_THREADS) + "/."));
     run_thread_cmd(moves, threads);
     return result;
 }

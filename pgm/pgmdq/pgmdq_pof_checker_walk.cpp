@@ -57,19 +57,25 @@ void PGMDQ_POF_CHECKER::prepare_sof_memory(unsigned n)
 
 void PGMDQ_POF_CHECKER::on_pof_check()
 {
+    // A second "Check" while one runs (a script's, or a click that slipped through) starts nothing.
+    if (m_busy)
+        return;
     const bool have_test_dir = get_current_dir();
     clear_crc_lists();
     m_skip_img = !m_regression && m_skip_img_check->isChecked();
     m_skip_dat = !m_regression && m_skip_dat_check->isChecked();
     m_skip_icd_rbf = !m_regression && m_skip_icd_rbf_check->isChecked();
+    m_reported_paths.clear();
 
-    // However the run ends, no worker batch and no generated script (the log-in scripts carry
-    // the password) outlives it.
+    // However the run ends, no worker batch, no generated script (the log-in scripts carry the
+    // password) and no temporary file outlives it.
     struct RUN_END {
         PGMDQ_POF_CHECKER& checker;
         ~RUN_END()
         {
+            checker.m_busy = nullptr;
             checker.delete_thread_batch();
+            thr_allow_runs();
             checker.remove_scripts();
             checker.clear_crc_lists();
         }
@@ -79,18 +85,59 @@ void PGMDQ_POF_CHECKER::on_pof_check()
         update_msg(PGMDQ_MSG_TYPE_ERROR, "Fail to get test directory " + m_current_path);
         return;
     }
+    thr_allow_runs();
     TFCQ_BUSY_DLG busy(tr("Please wait while Programmer is processing..."), tr("Programmer"), this);
+    busy.set_cancellable();
+    connect(&busy, &TFCQ_BUSY_DLG::cancel_requested, this, [] { thr_cancel_runs(); });
+    m_busy = &busy;
+    m_dies_done = 0;
+    m_dies_total = m_regression ? count_regression_dies() : 1;
     if (m_regression)
         check_regression();
     else
         check_personal();
+    if (thr_runs_cancelled())
+        wind_down_cancelled_check();
+}
+
+// The commands are ended; what the die under check was given half-made goes with the batch.
+void PGMDQ_POF_CHECKER::wind_down_cancelled_check()
+{
+    delete_thread_batch();
+    thr_allow_runs();
+    if (!m_die_dir.empty() && exists(m_die_dir)) {
+        pre_delete_others();
+        remove_work_folders();
+    }
+    update_msg(PGMDQ_MSG_TYPE_WARNING, "POF check cancelled");
+}
+
+unsigned PGMDQ_POF_CHECKER::count_regression_dies()
+{
+    unsigned dies = 0;
+    for (unsigned family = 0; !PGMDQ_POF_FAMILY_LIST[family].key.empty(); ++family)
+        for (unsigned row = 0; PGMDQ_POF_FAMILY_LIST[family].ready && !PGMDQ_POF_DIE_LIST[row].family.empty(); ++row)
+            if (PGMDQ_POF_DIE_LIST[row].enabled &&
+                equal_ignoring_case(PGMDQ_POF_DIE_LIST[row].family, PGMDQ_POF_FAMILY_LIST[family].key))
+                ++dies;
+    return dies;
+}
+
+// The busy dialog says which die is under check and how many of the run's dies are through.
+void PGMDQ_POF_CHECKER::show_progress(const std::string& die)
+{
+    if (m_busy)
+        m_busy->set_progress(tr("Checking %1 - %2 of %3 dies done")
+                                 .arg(pgmdq_from_local8(die))
+                                 .arg(m_dies_done)
+                                 .arg(m_dies_total));
 }
 
 // Every ready family under the test directory; the first family that fails ends the run.
 void PGMDQ_POF_CHECKER::check_regression()
 {
     bool succeeded = true;
-    for (unsigned row = 0; succeeded && !PGMDQ_POF_FAMILY_LIST[row].key.empty(); ++row) {
+    for (unsigned row = 0; succeeded && !thr_runs_cancelled() && !PGMDQ_POF_FAMILY_LIST[row].key.empty(); ++row) {
         const PGMDQ_POF_FAMILY& family = PGMDQ_POF_FAMILY_LIST[row];
         if (!family.ready) {
             update_msg(PGMDQ_MSG_TYPE_WARNING, "Skip " + family.display_name + " - not ready yet");
@@ -112,9 +159,12 @@ void PGMDQ_POF_CHECKER::check_personal()
         check_personal_dir();
         return;
     }
+    m_dies_total = unsigned(sub_dirs.size());
     const std::string current_path = m_current_path;
     const std::string rk_die_dir = m_rk_die_dir;
     for (const QString& sub_dir : sub_dirs) {
+        if (thr_runs_cancelled())
+            return;
         // The Windows separator is appended on every platform, as the sites' users give their
         // directories in that form.
         m_current_path = current_path + pgmdq_local8(sub_dir) + "\\";
@@ -126,6 +176,15 @@ void PGMDQ_POF_CHECKER::check_personal()
 
 // One personal directory; a failing step only ends this directory.
 void PGMDQ_POF_CHECKER::check_personal_dir()
+{
+    show_progress(m_die_dir);
+    check_personal_steps();
+    delete_thread_batch();
+    remove_work_folders();
+    ++m_dies_done;
+}
+
+void PGMDQ_POF_CHECKER::check_personal_steps()
 {
     if (!check_sof())
         return;
@@ -144,16 +203,19 @@ void PGMDQ_POF_CHECKER::check_personal_dir()
         else
             create_rbf_in_thread();
     }
-    delete_thread_batch();
 }
 
+// The walk stops at a die whose images fail and at a directory that cannot be cleared; a die
+// that cannot be checked (directory, converter or SOFs missing) does not stop it. The family's
+// result is that of its last die, so a family whose last die fails ends the regression.
 bool PGMDQ_POF_CHECKER::check_family_pof(std::string family)
 {
     PGMDQ_ASSERT(!family.empty());
     bool found = false;
-    bool succeeded = true;
+    bool walking = true;
+    bool last_die = true;
     bool cont = true;
-    for (unsigned row = 0; !PGMDQ_POF_DIE_LIST[row].family.empty() && succeeded && cont; ++row) {
+    for (unsigned row = 0; !PGMDQ_POF_DIE_LIST[row].family.empty() && walking && cont && !thr_runs_cancelled(); ++row) {
         const PGMDQ_POF_DIE& die = PGMDQ_POF_DIE_LIST[row];
         if (!equal_ignoring_case(die.family, family))
             continue;
@@ -163,20 +225,20 @@ bool PGMDQ_POF_CHECKER::check_family_pof(std::string family)
             continue;
         }
         m_die_index = row;
+        show_progress(PGMDQ_POF_FAMILY_LIST[m_family_index].display_name + " " + die.die);
         if (PGMDQ_POF_FAMILY_LIST[m_family_index].has_rif && !check_rif()) {
-            succeeded = false;
+            last_die = walking = false;
         } else if (check_die_pof(family, die.die, cont)) {
-            succeeded = create_img();
-            if (succeeded)
+            last_die = walking = create_img();
+            if (last_die)
                 create_rbf();
         } else {
-            // A die that cannot be checked (directory, converter or SOFs missing) does not stop
-            // the family; a directory that cannot be cleared does.
-            succeeded = cont;
+            last_die = false;
         }
+        ++m_dies_done;
     }
     PGMDQ_ASSERT(found);
-    return succeeded;
+    return last_die;
 }
 
 bool PGMDQ_POF_CHECKER::check_die_pof(std::string family, std::string die, bool& cont)
@@ -212,6 +274,7 @@ bool PGMDQ_POF_CHECKER::check_die_dir(std::string family, std::string die)
 
 bool PGMDQ_POF_CHECKER::check_sof()
 {
+    report_links(m_die_dir, QStringList("*.sof"));
     const QStringList names = dir_entries(m_die_dir, QStringList("*.sof"), QDir::Files);
     prepare_sof_memory(unsigned(names.size()));
     for (unsigned i = 0; i < m_sof_size; ++i) {
@@ -225,40 +288,32 @@ bool PGMDQ_POF_CHECKER::check_sof()
         update_msg(PGMDQ_MSG_TYPE_ERROR, "Can't detect any sof in directory " + m_die_dir);
         return false;
     }
-    if (!sof_paths_are_safe())
-        return false;
 
     // The unpacked copies are named from the work directory, as the sites' scripts always did.
     const std::string script = m_current_path + AUTO_UNZIPPED_NAME + ".pl";
     rm_rf_file(script);
-    unsigned compressed = 0;
+    std::vector<std::string> unpacked;
     {
         PGMDQ_FILE output(create_script(script));
         PGMDQ_ASSERT(output != NULL);
         for (unsigned i = 0; i < m_sof_size; ++i) {
-            if (!is_gzip(m_sof_files[i].fullpath))
-                continue;
-            ++compressed;
             const std::string packed = m_current_path + m_sof_files[i].name;
-            std::fputs(("system (\"gunzip -dcSf " + packed + " > " + packed + ".tmp\");\n").c_str(), output.get());
+            if (!is_gzip(m_sof_files[i].fullpath) || !name_is_free(packed + ".tmp"))
+                continue;
+            unpacked.push_back(packed + ".tmp");
+            // The shell's noclobber makes the copy a new file: never one opened through an
+            // existing name or link.
+            const std::string command = "set -C; gunzip -dcSf " + pgmdq_shell_quote(packed) + " > " +
+                                        pgmdq_shell_quote(unpacked.back());
+            std::fputs((perl_system(command) + "\n").c_str(), output.get());
         }
     }
-    unzip_sofs(script, compressed);
-    return true;
-}
-
-// The generated scripts and command lines take these paths as they are, so a SOF whose path a
-// shell, Perl or Python would read as more than a name is refused, and with it the directory.
-bool PGMDQ_POF_CHECKER::sof_paths_are_safe()
-{
-    for (unsigned i = 0; i < m_sof_size; ++i) {
-        if (is_plain_word(m_sof_files[i].fullpath) && is_plain_word(m_current_path))
-            continue;
-        update_msg(PGMDQ_MSG_TYPE_ERROR, "Can't check " + m_sof_files[i].fullpath +
-                                             " - only letters, digits and / . _ - + , = : may form its path");
-        return false;
-    }
-    return true;
+    unzip_sofs(script, unsigned(unpacked.size()));
+    // What was not moved into place (in a regression the copies are not found) goes with the step.
+    for (const std::string& copy : unpacked)
+        if (is_regular_file(copy))
+            rm_rf_file(copy);
+    return !thr_runs_cancelled();
 }
 
 // Runs the unzip script (split over one thread per 100 files above 100) and puts every unpacked
@@ -269,17 +324,17 @@ void PGMDQ_POF_CHECKER::unzip_sofs(const std::string& script, unsigned compresse
     if (compressed > MAX_UNZIPS_PER_THREAD)
         run_thread_pl(script, ".pl", "perl", "gunzip", threads, 0, true, true);
     else if (compressed > 0)
-        thr_run(("perl " + script).c_str());
+        run_command("perl " + pgmdq_shell_quote(script));
     rm_rf_file(script);
 
     std::vector<std::string> delete_vector;
     std::vector<std::string> move_vector;
     for (unsigned i = 0; i < m_sof_size; ++i) {
         const std::string& sof = m_sof_files[i].fullpath;
-        if (!is_gzip(sof) || !exists(sof + ".tmp"))
+        if (!is_gzip(sof) || !is_regular_file(sof + ".tmp"))
             continue;
-        delete_vector.push_back("rm -rf " + sof);
-        move_vector.push_back("mv " + sof + ".tmp" + " " + sof);
+        delete_vector.push_back("rm -rf " + pgmdq_shell_quote(sof));
+        move_vector.push_back("mv " + pgmdq_shell_quote(sof + ".tmp") + " " + pgmdq_shell_quote(sof));
     }
     PGMDQ_ASSERT(delete_vector.size() == move_vector.size());
     // A batch needs two threads with a command each.
@@ -290,7 +345,43 @@ void PGMDQ_POF_CHECKER::unzip_sofs(const std::string& script, unsigned compresse
         return;
     }
     for (size_t k = 0; k < delete_vector.size(); ++k) {
-        thr_run(delete_vector[k].c_str());
-        thr_run(move_vector[k].c_str());
+        run_command(delete_vector[k]);
+        run_command(move_vector[k]);
+    }
+}
+
+// A name the run is about to create: anything already there (a planted link above all) is left
+// as it is and said once.
+bool PGMDQ_POF_CHECKER::name_is_free(const std::string& path)
+{
+    if (!lexists(path))
+        return true;
+    report_path(path, is_link(path) ? "Left symbolic link " + path + " untouched" : "Left existing " + path + " untouched");
+    return false;
+}
+
+// Symbolic links among a directory's entries are never followed, changed or removed.
+void PGMDQ_POF_CHECKER::report_links(const std::string& dir, const QStringList& patterns)
+{
+    const QDir::Filters every_entry = QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot;
+    for (const QFileInfo& entry : QDir(pgmdq_from_local8(dir)).entryInfoList(patterns, every_entry, QDir::Name))
+        if (entry.isSymLink())
+            report_path(dir + pgmdq_local8(entry.fileName()),
+                        "Left symbolic link " + dir + pgmdq_local8(entry.fileName()) + " untouched");
+}
+
+void PGMDQ_POF_CHECKER::report_path(const std::string& path, const std::string& text)
+{
+    if (m_reported_paths.insert(path).second)
+        update_msg(PGMDQ_MSG_TYPE_WARNING, text);
+}
+
+// The per-thread work folders of the DAT step go when the directory is through.
+void PGMDQ_POF_CHECKER::remove_work_folders()
+{
+    for (unsigned i = 0; i < MAX_FOLDER_THREADS; ++i) {
+        const std::string folder = m_current_path + AUTO_GEN_DAT_NAME + std::to_string(i);
+        if (lexists(folder) && !is_link(folder))
+            rm_rf_file(folder);
     }
 }

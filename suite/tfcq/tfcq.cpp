@@ -4,6 +4,7 @@
 #include <QDir>
 #include <QHBoxLayout>
 #include <QLabel>
+#include <QPushButton>
 #include <QPainter>
 #include <QStyle>
 #include <QTimer>
@@ -120,12 +121,20 @@ QStringList TFCQ_FILE_DLG::selected_files() const
 }
 
 TFCQ_BUSY_DLG::TFCQ_BUSY_DLG(const QString& text, const QString& title, QWidget* parent)
-    : QDialog(parent), m_text_label(new QLabel(text)), m_elapsed_label(new QLabel), m_timer(new QTimer(this))
+    : QDialog(parent),
+      m_text_label(new QLabel(text)),
+      m_progress_label(new QLabel),
+      m_elapsed_label(new QLabel),
+      m_cancel_button(nullptr),
+      m_timer(new QTimer(this)),
+      m_cancel_requested(false)
 {
     setWindowTitle(title);
     setWindowModality(Qt::ApplicationModal);
     auto* layout = new QVBoxLayout(this);
     layout->addWidget(m_text_label);
+    layout->addWidget(m_progress_label);
+    m_progress_label->hide();
     layout->addWidget(m_elapsed_label);
     m_elapsed.start();
     update_elapsed();
@@ -149,6 +158,45 @@ QString TFCQ_BUSY_DLG::text() const
 QString TFCQ_BUSY_DLG::elapsed_text() const
 {
     return m_elapsed_label->text();
+}
+
+void TFCQ_BUSY_DLG::set_progress(const QString& progress)
+{
+    m_progress_label->setText(progress);
+    m_progress_label->setVisible(!progress.isEmpty());
+}
+
+QString TFCQ_BUSY_DLG::progress() const
+{
+    return m_progress_label->text();
+}
+
+void TFCQ_BUSY_DLG::set_cancellable()
+{
+    if (m_cancel_button)
+        return;
+    m_cancel_button = new QPushButton(tr("Cancel"), this);
+    auto* row = new QHBoxLayout;
+    row->addStretch();
+    row->addWidget(m_cancel_button);
+    static_cast<QVBoxLayout*>(layout())->addLayout(row);
+    connect(m_cancel_button, &QPushButton::clicked, this, &TFCQ_BUSY_DLG::reject);
+}
+
+bool TFCQ_BUSY_DLG::cancel_was_requested() const
+{
+    return m_cancel_requested;
+}
+
+// Escape and the window's close button land here too: without a Cancel button the work cannot be
+// stopped, so nothing happens; with one, the owner is asked once and the dialog stays up.
+void TFCQ_BUSY_DLG::reject()
+{
+    if (!m_cancel_button || m_cancel_requested)
+        return;
+    m_cancel_requested = true;
+    m_cancel_button->setEnabled(false);
+    emit cancel_requested();
 }
 
 void TFCQ_BUSY_DLG::update_elapsed()

@@ -3,6 +3,8 @@
 // tests and scripted runs never block on them.
 #pragma once
 
+class QPushButton;
+
 #include <QDialog>
 #include <QElapsedTimer>
 #include <QFileDialog>
@@ -61,14 +63,32 @@ public:
     QString text() const;
     QString elapsed_text() const;
 
+    // A line under the text saying how far the work has come.
+    void set_progress(const QString& progress);
+    QString progress() const;
+
+    // Adds a "Cancel" button; pressing it (or Escape) emits cancel_requested() once and leaves
+    // the dialog up until its owner has wound the work down.
+    void set_cancellable();
+    bool cancel_was_requested() const;
+
+signals:
+    void cancel_requested();
+
+protected:
+    void reject() override;
+
 private slots:
     void update_elapsed();
 
 private:
     QLabel* m_text_label;
+    QLabel* m_progress_label;
     QLabel* m_elapsed_label;
+    QPushButton* m_cancel_button;
     QTimer* m_timer;
     QElapsedTimer m_elapsed;
+    bool m_cancel_requested;
 };
 
 // The busy cursor for the lifetime of the object.

@@ -12,9 +12,9 @@
 
 // Writes `data` to a new file in the folder of `path` and renames it over `path` only once it is
 // complete, so a failure (read-only or missing folder, full disk) leaves the previous file whole.
-// A failure is told to the user in one message naming the file and the reason; the result says
-// whether the file was saved.
-bool pgmdq_save_file(const std::string& path, const QByteArray& data);
+// A failure is told to the user in one message naming the file and the reason, or, when `error`
+// is given, left there for the caller to tell; the result says whether the file was saved.
+bool pgmdq_save_file(const std::string& path, const QByteArray& data, std::string* error = nullptr);
 
 // `word` as one shell word: single-quoted, an embedded quote closed, escaped and reopened.
 // Every path of a shell command line goes through here, whatever characters its name holds.

@@ -7,6 +7,7 @@
 #include "fio.h"
 #include "gen.h"
 #include "pgmdq_msgs.h"
+#include "thr.h"
 
 #include <QMutex>
 #include <QThread>
@@ -29,6 +30,8 @@ class QLineEdit;
 class QListWidget;
 class QPushButton;
 class QResizeEvent;
+class QStringList;
+class TFCQ_BUSY_DLG;
 
 // A value that belongs to the site (file-server roots, host names, tool commands): read from the
 // host's settings each time it is used, so a settings file loaded after start-up counts.
@@ -125,10 +128,13 @@ public:
     QMutex m_done_mutex;
     std::string m_script_file;
     std::uint32_t m_expected_seconds;  // 0: no retries
+    THR_RUN_OPTIONS m_run_options;     // upper time and environment of each of its commands
+    std::vector<std::string> m_timed_out;  // commands it ended at their upper time; read once done
 
 private:
     void run_single_cmd();
     void run_cmd_vector();
+    void run_command(const std::string& command);
 };
 
 // One SOF file of the die directory.
@@ -149,13 +155,14 @@ public:
     void update_msg(PGMDQ_MSG_TYPE type, std::string text);
 
     // Paths, shell and worker threads.
-    static bool rm_rf_file(const std::string& path);
+    bool rm_rf_file(const std::string& path);
     static std::string standardize_dir_seperator(std::string dir, bool to_unix);
     std::string get_test_dir();
     bool get_current_dir();
     void run_thread_cmd(std::vector<std::string> cmds, unsigned count);
     void run_thread_pl(std::string script, std::string ext, std::string runner, std::string marker, unsigned count,
-                       unsigned expected_seconds, bool start, bool wait);
+                       unsigned expected_seconds, bool start, bool wait,
+                       const THR_RUN_OPTIONS& options = command_options());
     bool create_thread_folder();
     bool move_img(bool move);
 
@@ -221,6 +228,14 @@ private slots:
     void on_has_icd_rbf();
 
 private:
+    // Every command a check runs has an upper time; one that reaches it is ended and named in
+    // the log.
+    static THR_RUN_OPTIONS command_options();
+    int run_command(const std::string& command, const THR_RUN_OPTIONS& options);
+    int run_command(const std::string& command);
+    void report_timeout(const std::string& command, unsigned seconds);
+    void report_timeouts(PGMWQ_POF_CHECKER_THREAD* threads, unsigned count);
+
     // Tests set up a run's state (directories, SOF records, skip flags) directly.
     friend struct PGMDQ_POF_CHECKER_TEST_ACCESS;
 
@@ -228,7 +243,15 @@ private:
     void check_regression();
     void check_personal();
     void check_personal_dir();
-    bool sof_paths_are_safe();
+    void wind_down_cancelled_check();
+    unsigned count_regression_dies();
+    void show_progress(const std::string& die);
+    void check_personal_steps();
+    bool name_is_free(const std::string& path);
+    void report_links(const std::string& dir, const QStringList& patterns);
+    void report_path(const std::string& path, const std::string& text);
+    void remove_work_folders();
+    bool write_result(const std::string& path, const unsigned char* data, size_t size);
     void unzip_sofs(const std::string& script, unsigned compressed);
     std::string image_dir();
     std::string workstation_dir();
@@ -243,6 +266,7 @@ private:
     void compare_sof(const std::string& sof_path);
     void write_python_login(FILE* output, const std::string& host, const std::string& timeout);
     std::string python_command();
+    THR_RUN_OPTIONS login_options(unsigned script_timeout);
     bool compare_sections(PGM_CHAIN_ELEMENT* element, std::vector<unsigned char>& output,
                           const std::vector<unsigned char>& icd, const std::string& sof_path, unsigned cb_data_width);
     bool compare_section(const PGM_PCF_TREE_ELEMENT& section, unsigned char* output, const unsigned char* icd,
@@ -300,4 +324,10 @@ private:
     // Every script a run wrote (some carry the password): removed when the run ends, however it
     // ends.
     std::set<std::string> m_scripts;
+    // The run's busy dialog (null between runs): its progress line and its Cancel button.
+    TFCQ_BUSY_DLG* m_busy;
+    unsigned m_dies_done;
+    unsigned m_dies_total;
+    // Paths already told about in this run (links and names left untouched).
+    std::set<std::string> m_reported_paths;
 };

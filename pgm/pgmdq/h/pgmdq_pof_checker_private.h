@@ -12,6 +12,10 @@
 #include <QMutexLocker>
 #include <QStringList>
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <cctype>
 #include <cstdio>
@@ -82,6 +86,12 @@ const PGMDQ_SITE_STRING TEST_SHORT_DIR{"pof_checker/test_short_dir"};
 const PGMDQ_SITE_STRING RK_TEST_DIR_MOUNT{"pof_checker/rk_test_dir_mount"};
 const PGMDQ_SITE_STRING WINE_LINUX32_PATH{"pof_checker/wine_linux32_path"};
 
+// Upper time of a command other than a log-in script, in seconds.
+const PGMDQ_SITE_STRING COMMAND_TIMEOUT_SECONDS{"pof_checker/command_timeout_seconds"};
+const unsigned DEFAULT_COMMAND_TIMEOUT_SECONDS = 600;
+// A log-in script may take its own time-out for the work plus this for logging in and out.
+const unsigned LOGIN_ALLOWANCE_SECONDS = 120;
+
 const unsigned POLL_MILLISECONDS = 500;
 const unsigned DAT_POLL_MILLISECONDS = 2000;
 const time_t DAT_WAIT_SECONDS = 600;
@@ -120,20 +130,15 @@ inline bool equal_ignoring_case(const std::string& a, const std::string& b)
     return strcasecmp(a.c_str(), b.c_str()) == 0;
 }
 
-// Text that every shell, Perl string and Python string of the generated scripts takes as it is.
-inline bool is_plain_word(const std::string& text)
-{
-    return !text.empty() && std::all_of(text.begin(), text.end(), [](char c) {
-        return std::isalnum(static_cast<unsigned char>(c)) || std::strchr("/._-+,=:", c) != nullptr;
-    });
-}
-
-
 // Text inside a single-quoted Python string of a generated script.
 inline std::string python_text(const std::string& text)
 {
     std::string escaped;
     for (char c : text) {
+        if (c == '\n' || c == '\r') {
+            escaped += c == '\n' ? "\\n" : "\\r";
+            continue;
+        }
         if (c == '\\' || c == '\'')
             escaped += '\\';
         escaped += c;
@@ -141,39 +146,73 @@ inline std::string python_text(const std::string& text)
     return escaped;
 }
 
+// A Perl statement that hands `command` to the shell: inside the double-quoted string Perl
+// would otherwise read "$", "@", the backslash and the quote itself.
+inline std::string perl_system(const std::string& command)
+{
+    std::string escaped;
+    for (char c : command) {
+        if (std::strchr("\\\"$@", c))
+            escaped += '\\';
+        escaped += c;
+    }
+    return "system (\"" + escaped + "\");";
+}
+
+// Whether anything, a dangling link included, has this name.
+inline bool lexists(const std::string& path)
+{
+    struct stat status;
+    return ::lstat(path.c_str(), &status) == 0;
+}
+
+inline bool is_link(const std::string& path)
+{
+    struct stat status;
+    return ::lstat(path.c_str(), &status) == 0 && S_ISLNK(status.st_mode);
+}
+
+inline bool is_regular_file(const std::string& path)
+{
+    struct stat status;
+    return ::lstat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode);
+}
+
+// Opens a file for reading, never through a symbolic link.
+inline PGMDQ_FILE open_for_reading(const std::string& path)
+{
+    const int fd = ::open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC);
+    if (fd < 0)
+        return nullptr;
+    PGMDQ_FILE file(::fdopen(fd, "rb"));
+    if (!file)
+        ::close(fd);
+    return file;
+}
+
 // More than 3 bytes, beginning with the gzip magic and the deflate method.
 inline bool is_gzip(const std::string& path)
 {
     unsigned char head[4] = {};
-    FILE* file = FIO_FILE_SYSTEM::fopen(path.c_str(), "rb");
-    if (!file)
-        return false;
-    const size_t got = std::fread(head, 1, sizeof head, file);
-    std::fclose(file);
+    const PGMDQ_FILE file = open_for_reading(path);
+    const size_t got = file ? std::fread(head, 1, sizeof head, file.get()) : 0;
     return got > 3 && head[0] == 0x1F && head[1] == 0x8B && head[2] == 0x08;
 }
 
+// The entries a check works on: symbolic links are left out (and told, see report_links).
 inline QStringList dir_entries(const std::string& dir, const QStringList& patterns, QDir::Filters filters)
 {
-    return QDir(pgmdq_from_local8(dir)).entryList(patterns, filters, QDir::Name);
-}
-
-
-inline bool write_file(const std::string& path, const unsigned char* data, size_t size)
-{
-    PGMDQ_FILE file(FIO_FILE_SYSTEM::fopen(path.c_str(), "wb"));
-    return file && std::fwrite(data, 1, size, file.get()) == size;
+    return QDir(pgmdq_from_local8(dir)).entryList(patterns, filters | QDir::NoSymLinks, QDir::Name);
 }
 
 inline bool read_file(const std::string& path, std::vector<unsigned char>& data)
 {
-    PGMDQ_FILE file(FIO_FILE_SYSTEM::fopen(path.c_str(), "rb"));
-    FIO_STATUS status;
-    if (!file || !FIO_FILE_SYSTEM::status(path.c_str(), &status))
+    const PGMDQ_FILE file = open_for_reading(path);
+    struct stat status;
+    if (!file || ::fstat(::fileno(file.get()), &status) != 0)
         return false;
-    data.resize(status.size);
+    data.resize(size_t(status.st_size));
     return std::fread(data.data(), 1, data.size(), file.get()) == data.size();
 }
-
 
 } // namespace pgmdq_pof
