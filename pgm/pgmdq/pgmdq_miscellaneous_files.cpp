@@ -4,10 +4,30 @@
 
 #include <QSaveFile>
 
+namespace {
+
+// Writes on after a short write, so that the failing write says why (a full disk, a file too
+// large).
+bool write_all(QSaveFile& file, const QByteArray& data)
+{
+    qint64 written = 0;
+    while (written < data.size()) {
+        const qint64 count = file.write(data.constData() + written, data.size() - written);
+        if (count <= 0)
+            return false;
+        written += count;
+    }
+    return true;
+}
+
+} // namespace
+
 bool pgmdq_save_file(const std::string& path, const QByteArray& data, std::string* error)
 {
     QSaveFile file(pgmdq_from_local8(path));
-    const bool saved = file.open(QIODevice::WriteOnly) && file.write(data) == data.size() && file.commit();
+    // Unbuffered: a failed write shows at once, where a buffered one would only fail in commit's
+    // flush, which renames the short file all the same.
+    const bool saved = file.open(QIODevice::WriteOnly | QIODevice::Unbuffered) && write_all(file, data) && file.commit();
     if (saved)
         return true;
     const std::string reason = pgmdq_local8(file.errorString());

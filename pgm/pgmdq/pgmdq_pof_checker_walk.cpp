@@ -105,8 +105,9 @@ void PGMDQ_POF_CHECKER::wind_down_cancelled_check()
 {
     delete_thread_batch();
     thr_allow_runs();
-    if (!m_die_dir.empty() && exists(m_die_dir)) {
+    if (!m_die_dir.empty() && exists(m_die_dir) && m_sof_size > 0) {
         pre_delete_others();
+        delete_others_except();
         remove_work_folders();
     }
     update_msg(PGMDQ_MSG_TYPE_WARNING, "POF check cancelled");

@@ -190,16 +190,14 @@ void thr_process_events()
 
 void thr_msleep(unsigned milliseconds)
 {
-    if (!on_gui_thread()) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds));
-        return;
-    }
+    const bool gui = on_gui_thread();
     QElapsedTimer timer;
     timer.start();
     for (;;) {
-        turn_event_loop();
+        if (gui)
+            turn_event_loop();
         const qint64 left = qint64(milliseconds) - timer.elapsed();
-        if (left <= 0)
+        if (left <= 0 || g_runs_cancelled)
             break;
         std::this_thread::sleep_for(std::chrono::milliseconds(std::min<qint64>(left, 20)));
     }

@@ -32,8 +32,8 @@ void thr_cancel_runs();
 void thr_allow_runs();
 bool thr_runs_cancelled();
 
-// Sleeps the calling thread. On the GUI thread the event loop turns while it waits (see
-// thr_process_events).
+// Sleeps the calling thread; cancelled runs (thr_cancel_runs) cut the sleep short. On the GUI
+// thread the event loop turns while it waits (see thr_process_events).
 void thr_msleep(unsigned milliseconds);
 
 // On the GUI thread, lets the event loop turn when it has not for 50 ms: windows repaint, timers
