@@ -315,6 +315,27 @@ INSTANTIATE_TEST_SUITE_P(
         PERSONAL_CASE{"Everything", &PGMDQ_POF_CHECKER_TEST_ACCESS::skip_icd_rbf_check, {"img", "dat", "icd.rbf"}, {}, {"img", "dat"}}),
     [](const ::testing::TestParamInfo<PERSONAL_CASE>& info) { return std::string(info.param.name); });
 
+// A folder and SOFs with blanks, quotes, "$", ";", backquotes, a leading "-" and non-ASCII in
+// their names are checked like any other, through every script and log-in, and nothing their
+// names spell runs.
+TEST_F(PofPersonal, NamesOfAnyFormAreChecked)
+{
+    prepare(2);
+    const std::string folder = "it's a \"$dir\"; `touch injected` \u00e9";
+    const std::string renamed = site.data_root() + site.name() + "/" + folder + "/";
+    pof_test_read_command("mv " + pgmdq_shell_quote(dir) + " " + pgmdq_shell_quote(renamed));
+    const std::vector<std::string> names = {"-my sof $1", "b;`touch injected`"};
+    for (size_t i = 0; i < names.size(); ++i)
+        pof_test_read_command("mv " + pgmdq_shell_quote(renamed + sofs[i] + ".sof") + " " +
+                              pgmdq_shell_quote(renamed + names[i] + ".sof"));
+    dir = renamed;
+    sofs = names;
+    access.dir_edit()->setText(QString::fromStdString(site.name() + "/" + folder));
+    access.check_button()->click();
+    EXPECT_EQ(access.log(), passed_lines(true));
+    EXPECT_EQ(pof_test_read_command("find " + site.build() + " -name injected"), "");
+}
+
 // An internal error in the middle of a run (here a split script that cannot be created, as an
 // old one of its name cannot be removed) still leaves no script with the password behind.
 TEST_F(PofPersonal, ScriptsAreGoneAfterAnInternalError)
