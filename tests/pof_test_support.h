@@ -146,24 +146,34 @@ inline std::string pof_test_lower(std::string text)
 }
 
 // The log-in every generated Python script starts with.
-inline std::string pof_test_python_preamble(const std::string& login, const std::string& timeout,
-                                            const std::string& password)
+inline std::string pof_test_python_preamble(const std::string& login, const std::string& timeout)
 {
-    return "import pexpect\n"
-           "PROMPT = \"\\$|\\%|\\>\"\n"
-           "YES_NO = \"yes\"\n"
-           "p=pexpect.spawn('ssh " + login + "', timeout = " + timeout + ")\n"
-           "i=p.expect([YES_NO, 'assword', PROMPT])\n"
+    const std::string expect = "[YES_NO, PASSWORD, REFUSED, pexpect.EOF, pexpect.TIMEOUT";
+    return "import os\n"
+           "import sys\n"
+           "import pexpect\n"
+           "PROMPT = \"\\\\[POFCHECKER\\\\]> \"\n"
+           "YES_NO = \"Are you sure you want to continue connecting\"\n"
+           "PASSWORD = \"assword:\"\n"
+           "REFUSED = \"Permission denied|Host key verification failed\"\n"
+           "LOGIN_FAILED = [4, 3, 3, 4, 5]\n"
+           "p=pexpect.spawn('ssh -- " + login + "', timeout = " + timeout + ")\n"
+           "i=p.expect(" + expect + "])\n"
            "if i==0:\n"
-           "   print \"Answering yes...\"\n"
+           "   print(\"Answering yes...\")\n"
            "   p.sendline('yes')\n"
-           "   i=p.expect([YES_NO, 'assword', PROMPT])\n"
+           "   i=p.expect(" + expect + "])\n"
            "if i==1:\n"
-           "   print \"Answering with password\"\n"
-           "   i=p.sendline('" + password + "')\n"
-           "   p.expect('$')\n"
+           "   print(\"Answering with password\")\n"
+           "   p.sendline(os.environb[b'POF_CHECKER_PASSWORD'])\n"
+           "   i=p.expect(" + expect + ", '\\\\S'])\n"
            "else:\n"
-           "   print \"Do not need password\"\n";
+           "   print(\"Do not need password\")\n"
+           "if i==5:\n"
+           "   p.sendline(\"PS1='[POF''CHECKER]> '\")\n"
+           "   i=p.expect(" + expect + ", PROMPT])\n"
+           "if i!=5:\n"
+           "   sys.exit(LOGIN_FAILED[i])\n";
 }
 
 inline std::string pof_test_temp_dir(const char* tag)

@@ -6,6 +6,8 @@
 
 #include "pgmdq_miscellaneous_files.h"
 
+#include <chrono>
+
 #include <algorithm>
 #include <sys/stat.h>
 
@@ -27,9 +29,9 @@ std::vector<std::string> distinct(std::vector<std::string> lines)
     return lines;
 }
 
-std::string preamble(const std::string& host, const std::string& timeout, const std::string& password)
+std::string preamble(const std::string& host, const std::string& timeout)
 {
-    return pof_test_python_preamble("engineer@" + host, timeout, password);
+    return pof_test_python_preamble("engineer@" + host, timeout);
 }
 
 class PofCheck : public ::testing::Test, POF_APPLICATION_FIRST {
@@ -185,6 +187,24 @@ TEST_F(PofCheck, UnpackingScriptsFollowTheCountOfCompressedSofs)
         EXPECT_EQ(pof_test_read_command("cat " + dir + "*.sof | grep -c design"), std::to_string(c.compressed) + "\n");
         EXPECT_EQ(pof_test_read_command("ls " + dir + " | grep -v -c '^[as][0-9]*[.]sof$'"), "0\n") << "scripts are gone";
     }
+}
+
+// A wrong password ends the log-in at once (no time-out is waited out): the host is named once,
+// with the walk's own line after it, and the run stops at that die.
+TEST_F(PofCheck, RefusedLogInNamesTheHostAndStopsTheDie)
+{
+    ASSERT_TRUE(site.make_release("C5D4", 2, 0));
+    site.log_in(access);
+    access.password_edit()->setText("wrong");
+    const auto begin = std::chrono::steady_clock::now();
+    access.check_button()->click();
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(30));
+    std::vector<std::string> expected = {"Warning: Skip Boreal 5 - not ready yet", "Info: Checking Calder 5 ..."};
+    for (const std::string& line : missing_dies("calder5", {"C5D1", "C5D2", "C5D3"}))
+        expected.push_back(line);
+    expected.push_back("Error: loopback-ws refused the log-in: wrong user name or password");
+    expected.push_back("POF Error: Found 0 image file(s)");
+    EXPECT_EQ(access.log(), expected);
 }
 
 // Every name a file system allows is a name: unpacked and removed as it is, and nothing it
@@ -431,9 +451,9 @@ protected:
     // The image Python script of a personal test of "me/die", for the whole list or one part.
     std::string image_python(const std::string& part, const char* timeout, const char* tail) const
     {
-        return preamble("loopback-ws", timeout, site.password()) + "print \"Doing mounting\"\n" +
+        return preamble("loopback-ws", timeout) + "print(\"Doing mounting\")\n" +
                "p.sendline('mount //loopback-fs/pofshare S:')\n" + "p.sendline('perl \\'S:/data/me/die/" + part + ".pl\\'')\n" +
-               "i=p.expect('POF CHECKER - IMG CONVERSION DONE\\n')\n" + "p.sendline('exit')\n" + "p.close()\n" + tail;
+               "i=p.expect('POF CHECKER - IMG CONVERSION DONE\\r?\\n')\n" + "p.sendline('exit')\n" + "p.close()\n" + tail;
     }
     static std::string mode(const std::string& path)
     {
@@ -539,7 +559,7 @@ TEST_F(PofScripts, DatPythonScriptsOnePerFolderEachWithItsOwnLogIn)
     access.finish_batch();
     for (unsigned t = 0; t < 2; ++t) {
         const std::string part = "auto_gen_dat" + std::to_string(t);
-        EXPECT_EQ(kept_script(part + ".py"), preamble("loopback-linux", "1200", site.password()) + "p.sendline('perl \\'" +
+        EXPECT_EQ(kept_script(part + ".py"), preamble("loopback-linux", "1200") + "p.sendline('perl \\'" +
                                                  dir + part + ".pl\\'')\n" +
                                                  "i=p.expect('POF CHECKER - DAT CONVERSION DONE')\n" +
                                                  "p.sendline('exit')\n" + "p.close()\n\n");
@@ -549,13 +569,33 @@ TEST_F(PofScripts, DatPythonScriptsOnePerFolderEachWithItsOwnLogIn)
     EXPECT_FALSE(pof_test_exists(dir + "auto_gen_dat.py"));
 }
 
-// A password with quote and backslash stays one Python string.
-TEST_F(PofScripts, PasswordIsOnePythonString)
+// The password may hold any character and reaches the log-in through the script's environment
+// only, unchanged; no script holds it.
+TEST_F(PofScripts, PasswordReachesTheLogInThroughItsEnvironmentOnly)
 {
+    const std::string password = "it's \\ \"$HOME\" `x` \u00e9";
     set_sofs(1);
-    access.password_edit()->setText("it's\\x");
+    access.password_edit()->setText(QString::fromStdString(password));
+    pof_test_write(kept + "keep.sh", "cp \"$1\" " + kept + "\nprintf %s \"$POF_CHECKER_PASSWORD\" > " + kept + "password\n");
     checker.create_img();
-    EXPECT_NE(kept_script("auto_gen_img.py").find("   i=p.sendline('it\\'s\\\\x')\n"), std::string::npos);
+    EXPECT_EQ(pof_test_read(kept + "password"), password);
+    EXPECT_EQ(pof_test_read_command("grep -rlF -- " + pgmdq_shell_quote(password) + " " + kept + "*.py"), "");
+}
+
+// Only a login name goes onto ssh's command line: anything else stops the check before it starts.
+TEST_F(PofScripts, UserNameMustBeALoginName)
+{
+    const std::string rule = "\": a user name is letters, digits, \".\", \"_\" and \"-\", does not start with \"-\" and "
+                             "has at most 32 characters";
+    for (const std::string& name : {std::string("-oProxyCommand=touch${IFS}/tmp/x x"), std::string("a b"),
+                                    std::string(33, 'a'), std::string("\u00e9")}) {
+        access.clear_log();
+        access.dir_edit()->setText("me/die");
+        access.username_edit()->setText(QString::fromStdString(name));
+        access.check_button()->click();
+        EXPECT_EQ(access.log(), std::vector<std::string>{"Error: Can't log in as \"" + name + rule}) << name;
+    }
+    EXPECT_TRUE(site.python_runs().empty());
 }
 
 // The real workstation: 15 SOFs are converted over one log-in by one Perl run, 16 by six parts,

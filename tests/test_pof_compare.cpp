@@ -221,9 +221,9 @@ TEST_F(PofCompare, OneSofDatScript)
     const std::string script = checker.create_icd_dat_python(die_dir + sofs[0]);
     EXPECT_EQ(script, path(0, "py"));
     EXPECT_EQ(pof_test_read(script),
-              pof_test_python_preamble("engineer@databuild", "600", "secret") +
+              pof_test_python_preamble("engineer@databuild", "600") +
               "p.sendline('/emu/C5D1 -o \\'" + base(0) + "\\' -m3 -img \\'" + path(0, "img") + "\\'')\n"
-              "i=p.expect('End of running /emu/C5D1')\n"
+              "i=p.expect_exact('End of running /emu/C5D1')\n"
               "p.sendline('exit')\n"
               "p.close()\n");
     struct stat info;

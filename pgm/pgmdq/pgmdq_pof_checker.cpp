@@ -51,7 +51,8 @@ PGMDQ_POF_CHECKER::PGMDQ_POF_CHECKER(QWidget* parent)
       m_crc_lookup_indexed(0),
       m_busy(nullptr),
       m_dies_done(0),
-      m_dies_total(0)
+      m_dies_total(0),
+      m_login_failed(false)
 {
     create_widgets();
     create_layout();

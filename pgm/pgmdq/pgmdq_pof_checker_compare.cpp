@@ -263,6 +263,8 @@ bool PGMDQ_POF_CHECKER::create_rbf()
                 if (thr_runs_cancelled())
                     break;
                 update_msg(PGMDQ_MSG_TYPE_ERROR, "Fail to generate dat " + dat_path);
+                if (m_login_failed)
+                    break;  // the die stops at a failed log-in
                 continue;
             }
         }
@@ -304,6 +306,10 @@ bool PGMDQ_POF_CHECKER::create_rbf_in_thread()
             ++missing_dat;
             update_msg(PGMDQ_MSG_TYPE_POF_ERROR, "Fail to generate DAT " + replace_tail(sof_path, 3, "dat"));
         }
+        // A worker whose log-in failed made no DAT file, and the others' fail alike: the die stops.
+        const PGMWQ_POF_CHECKER_THREAD& worker = m_thread[i % threads];
+        if (!dat_made && worker.isFinished() && !logged_in(worker.m_exit_status, worker.m_login_host))
+            return false;
     }
     pre_delete_others();
     PGMDQ_ASSERT(m_sof_size == (dat_num + missing_img + missing_dat));

@@ -12,74 +12,7 @@
 using namespace pgmdq_pof;
 
 // ---------------------------------------------------------------------------------------------
-// The one-SOF DAT run and the die directory's clean-ups
-
-// A log-in script's run: its own time-out for the work, and time to log in and out.
-THR_RUN_OPTIONS PGMDQ_POF_CHECKER::login_options(unsigned script_timeout)
-{
-    THR_RUN_OPTIONS options;
-    options.timeout_seconds = script_timeout + LOGIN_ALLOWANCE_SECONDS;
-    return options;
-}
-
-std::string PGMDQ_POF_CHECKER::python_command()
-{
-    return m_site_check->isChecked() ? PYTHON_NV_SRC.str() : PYTHON_RK_SRC.str();
-}
-
-// Logs in to `host` over ssh with the panel's account, answering the host-key question and the
-// password prompt.
-void PGMDQ_POF_CHECKER::write_python_login(FILE* output, const std::string& host, const std::string& timeout)
-{
-    const std::string lines[] = {
-        "import pexpect\n",
-        "PROMPT = \"\\$|\\%|\\>\"\n",
-        "YES_NO = \"yes\"\n",
-        "p=pexpect.spawn('ssh " + python_text(pgmdq_local8(m_username_edit->text())) + "@" + host + "', timeout = " + timeout + ")\n",
-        "i=p.expect([YES_NO, 'assword', PROMPT])\n",
-        "if i==0:\n",
-        "   print \"Answering yes...\"\n",
-        "   p.sendline('yes')\n",
-        "   i=p.expect([YES_NO, 'assword', PROMPT])\n",
-        "if i==1:\n",
-        "   print \"Answering with password\"\n",
-        "   i=p.sendline('" + python_text(pgmdq_local8(m_password_edit->text())) + "')\n",
-        "   p.expect('$')\n",
-        "else:\n",
-        "   print \"Do not need password\"\n",
-    };
-    for (const std::string& line : lines)
-        std::fputs(line.c_str(), output);
-}
-
-std::string PGMDQ_POF_CHECKER::create_icd_dat_python(std::string sof_path)
-{
-    const std::string base = replace_tail(sof_path, 4, "");
-    const std::string script = base + ".py";
-    rm_rf_file(script);
-    PGMDQ_FILE output(create_script(script));
-    PGMDQ_ASSERT(output != NULL);
-    write_python_login(output.get(), DAT_BUILD_HOST.str(), MAX_DAT_TIME_STRING);
-    const std::string emulator = PGMDQ_POF_DIE_LIST[m_die_index].emulator_path.str();
-    const std::string rif = PGMDQ_POF_FAMILY_LIST[m_family_index].has_rif ? " -rif " + pgmdq_shell_quote(m_rk_rif_path) : "";
-    const std::string lines[] = {
-        "p.sendline('" + python_text(emulator + " -o " + pgmdq_shell_quote(base) + " -m3 -img " + pgmdq_shell_quote(base + ".img") + rif) + "')\n",
-        "i=p.expect('End of running " + emulator + "')\n",
-        "p.sendline('exit')\n",
-        "p.close()\n",
-    };
-    for (const std::string& line : lines)
-        std::fputs(line.c_str(), output.get());
-    return script;
-}
-
-bool PGMDQ_POF_CHECKER::create_icd_dat(std::string sof_path, std::string dat_path)
-{
-    const std::string script = create_icd_dat_python(sof_path);
-    run_command(python_command() + " " + pgmdq_shell_quote(script), login_options(DAT_SECONDS_PER_ROUND));
-    rm_rf_file(script);
-    return exists(dat_path);
-}
+// The die directory's clean-ups
 
 // The emulator's intermediate files and old DAT files. When DAT generation is skipped the DAT
 // files present are the run's inputs, read SOF by SOF, so they stay (as the final clean-up keeps
@@ -200,26 +133,20 @@ bool PGMDQ_POF_CHECKER::create_img()
     const unsigned timeout = split ? (m_sof_size / IMG_THREADS) * IMG_SECONDS_PER_SIX_SOFS : IMG_SECONDS_ONE_SCRIPT;
     const std::string script = m_current_path + AUTO_GEN_IMG_NAME + ".py";
     rm_rf_file(script);
-    {
-        PGMDQ_FILE output(create_script(script));
-        PGMDQ_ASSERT(output != NULL);
-        write_python_login(output.get(), IMAGE_BUILD_HOST.str(), std::to_string(timeout));
-        std::fputs("print \"Doing mounting\"\n", output.get());
-        std::fputs(("p.sendline('mount " + RK_TEST_DIR_MOUNT + " S:')\n").c_str(), output.get());
-        for (unsigned k = 0; k < (split ? IMG_THREADS : 1); ++k) {
-            const std::string part = split ? std::to_string(k) : std::string();
-            const std::string part_script = workstation_dir() + AUTO_GEN_IMG_NAME + part + ".pl";
-            std::fputs(("p.sendline('" + python_text("perl " + pgmdq_shell_quote(part_script)) + "')\n").c_str(),
-                       output.get());
-        }
-        std::fputs(("i=p.expect('" + IMG_DONE_TEXT + "\\n')\n").c_str(), output.get());
-        std::fputs("p.sendline('exit')\n", output.get());
-        std::fputs("p.close()\n", output.get());
+    std::vector<std::string> body = {"print(\"Doing mounting\")\n", python_sendline("mount " + RK_TEST_DIR_MOUNT + " S:")};
+    for (unsigned k = 0; k < (split ? IMG_THREADS : 1); ++k) {
+        const std::string part = split ? std::to_string(k) : std::string();
+        body.push_back(python_sendline("perl " + pgmdq_shell_quote(workstation_dir() + AUTO_GEN_IMG_NAME + part + ".pl")));
     }
+    // The terminal ends the marker's line with "\r\n".
+    body.push_back("i=p.expect('" + IMG_DONE_TEXT + "\\r?\\n')\n");
+    write_login_script(script, IMAGE_BUILD_HOST.str(), timeout, body);
     if (split) {
-        run_thread_pl(script, ".py", python_command(), "perl", IMG_THREADS, timeout, true, true, login_options(timeout));
+        run_thread_pl(script, ".py", python_command(), "perl", IMG_THREADS, timeout, true, true, login_options(timeout),
+                      IMAGE_BUILD_HOST.str());
     } else {
-        run_command(python_command() + " " + pgmdq_shell_quote(script), login_options(timeout));
+        logged_in(run_command(python_command() + " " + pgmdq_shell_quote(script), login_options(timeout)),
+                  IMAGE_BUILD_HOST.str());
         rm_rf_file(script);
     }
     return !thr_runs_cancelled() && count_images() > 0;
@@ -305,31 +232,24 @@ bool PGMDQ_POF_CHECKER::create_icd_dat()
     const unsigned timeout = (m_sof_size / threads + 1) * DAT_SECONDS_PER_ROUND;
     const std::string script = m_current_path + AUTO_GEN_DAT_NAME + ".py";
     rm_rf_file(script);
-    {
-        PGMDQ_FILE output(create_script(script));
-        PGMDQ_ASSERT(output != NULL);
-        write_python_login(output.get(), DAT_BUILD_HOST.str(), std::to_string(timeout));
-        for (unsigned t = 0; t < threads; ++t)
-            std::fputs(("p.sendline('" +
-                        python_text("perl " + pgmdq_shell_quote(m_current_path + AUTO_GEN_DAT_NAME + std::to_string(t) + ".pl")) +
-                        "')\n").c_str(),
-                       output.get());
-        std::fputs(("i=p.expect('" + DAT_DONE_TEXT + "')\n").c_str(), output.get());
-        std::fputs("p.sendline('exit')\n", output.get());
-        std::fputs("p.close()\n", output.get());
-    }
+    std::vector<std::string> body;
+    for (unsigned t = 0; t < threads; ++t)
+        body.push_back(python_sendline("perl " + pgmdq_shell_quote(m_current_path + AUTO_GEN_DAT_NAME + std::to_string(t) + ".pl")));
+    body.push_back("i=p.expect('" + DAT_DONE_TEXT + "')\n");
+    write_login_script(script, DAT_BUILD_HOST.str(), timeout, body);
     if (m_sof_size > 1) {
-        run_thread_pl(script, ".py", python_command(), "perl", threads, 0, true, false, login_options(timeout));
+        run_thread_pl(script, ".py", python_command(), "perl", threads, 0, true, false, login_options(timeout),
+                      DAT_BUILD_HOST.str());
     } else {
-        run_command(python_command() + " " + pgmdq_shell_quote(script), login_options(timeout));
+        logged_in(run_command(python_command() + " " + pgmdq_shell_quote(script), login_options(timeout)),
+                  DAT_BUILD_HOST.str());
         rm_rf_file(script);
     }
     return true;
 }
 
-// Creates a generated script readable and writable by its owner only from the first byte on
-// (the log-in scripts carry the password), and notes it for removal when the run ends. The
-// caller has removed any older file of that name.
+// Creates a generated script readable and writable by its owner only from the first byte on,
+// and notes it for removal when the run ends. The caller has removed any older file of that name.
 FILE* PGMDQ_POF_CHECKER::create_script(const std::string& path)
 {
     m_scripts.insert(path);

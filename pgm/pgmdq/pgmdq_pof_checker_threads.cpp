@@ -18,7 +18,8 @@ PGMWQ_POF_CHECKER_THREAD::PGMWQ_POF_CHECKER_THREAD()
       m_done(false),
       m_thread_type(0),
       m_cmd_vector(nullptr),
-      m_expected_seconds(0)
+      m_expected_seconds(0),
+      m_exit_status(0)
 {
     // Both flags must start unlocked: take each mutex once without waiting and give it back.
     for (QMutex* mutex : {&m_started_mutex, &m_done_mutex})
@@ -79,7 +80,8 @@ void PGMWQ_POF_CHECKER_THREAD::run_single_cmd()
     };
     const time_t too_fast = time_t(m_expected_seconds / RETRY_FRACTION);
     const time_t first_run = timed_run();
-    if (m_expected_seconds == 0 || first_run >= too_fast || thr_runs_cancelled())
+    // A refused password is not tried again: the account could be locked.
+    if (m_expected_seconds == 0 || first_run >= too_fast || thr_runs_cancelled() || m_exit_status == LOGIN_EXIT_REFUSED)
         return;
     const time_t second_run = timed_run();
     MSG_PGMDQ::DEBUG_MSG("Thread %d trying once", int(m_thread_index));
@@ -98,7 +100,8 @@ void PGMWQ_POF_CHECKER_THREAD::run_cmd_vector()
 
 void PGMWQ_POF_CHECKER_THREAD::run_command(const std::string& command)
 {
-    if (thr_run(command.c_str(), m_run_options) == THR_RUN_TIMED_OUT)
+    m_exit_status = thr_run(command.c_str(), m_run_options);
+    if (m_exit_status == THR_RUN_TIMED_OUT)
         m_timed_out.push_back(command);
 }
 
@@ -271,7 +274,7 @@ void split_script(const std::string& script, const std::string& marker, std::vec
 
 void PGMDQ_POF_CHECKER::run_thread_pl(std::string script, std::string ext, std::string runner, std::string marker,
                                       unsigned count, unsigned expected_seconds, bool start, bool wait,
-                                      const THR_RUN_OPTIONS& options)
+                                      const THR_RUN_OPTIONS& options, const std::string& login_host)
 {
     PGMDQ_ASSERT(count > 1);
     std::vector<std::string> part_names(count);
@@ -293,6 +296,7 @@ void PGMDQ_POF_CHECKER::run_thread_pl(std::string script, std::string ext, std::
             PGMWQ_POF_CHECKER_THREAD& thread = m_thread[i];
             thread.m_cmd = runner + " " + pgmdq_shell_quote(part_names[i]);
             thread.m_run_options = options;
+            thread.m_login_host = login_host;
             thread.m_thread_index = i;
             thread.m_thread_type = PGMWQ_THREAD_TYPE_SINGLE_CMD;
             thread.set_started(true);
@@ -315,6 +319,8 @@ void PGMDQ_POF_CHECKER::delete_thread_batch()
     for (unsigned i = 0; m_thread && i < m_thread_count; ++i) {
         m_thread[i].wait();
         report_timeouts(&m_thread[i], 1);
+        if (!m_thread[i].m_login_host.empty())
+            logged_in(m_thread[i].m_exit_status, m_thread[i].m_login_host);
 #if defined(__SANITIZE_THREAD__)
         // wait() joins on futexes ThreadSanitizer cannot see; the done flag's lock, taken last by
         // the thread's body, shows it the order.

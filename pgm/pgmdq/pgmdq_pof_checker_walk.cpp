@@ -58,7 +58,7 @@ void PGMDQ_POF_CHECKER::prepare_sof_memory(unsigned n)
 void PGMDQ_POF_CHECKER::on_pof_check()
 {
     // A second "Check" while one runs (a script's, or a click that slipped through) starts nothing.
-    if (m_busy)
+    if (m_busy || !account_is_valid())
         return;
     const bool have_test_dir = get_current_dir();
     clear_crc_lists();
@@ -289,6 +289,8 @@ bool PGMDQ_POF_CHECKER::check_sof()
         update_msg(PGMDQ_MSG_TYPE_ERROR, "Can't detect any sof in directory " + m_die_dir);
         return false;
     }
+    m_login_failed = false;
+    remove_stale_scripts();
 
     // The unpacked copies are named from the work directory, as the sites' scripts always did.
     const std::string script = m_current_path + AUTO_UNZIPPED_NAME + ".pl";
@@ -371,10 +373,10 @@ void PGMDQ_POF_CHECKER::report_links(const std::string& dir, const QStringList& 
                         "Left symbolic link " + dir + pgmdq_local8(entry.fileName()) + " untouched");
 }
 
-void PGMDQ_POF_CHECKER::report_path(const std::string& path, const std::string& text)
+void PGMDQ_POF_CHECKER::report_path(const std::string& path, const std::string& text, PGMDQ_MSG_TYPE type)
 {
     if (m_reported_paths.insert(path).second)
-        update_msg(PGMDQ_MSG_TYPE_WARNING, text);
+        update_msg(type, text);
 }
 
 // The per-thread work folders of the DAT step go when the directory is through.

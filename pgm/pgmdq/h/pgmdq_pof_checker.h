@@ -129,7 +129,10 @@ public:
     std::string m_script_file;
     std::uint32_t m_expected_seconds;  // 0: no retries
     THR_RUN_OPTIONS m_run_options;     // upper time and environment of each of its commands
-    std::vector<std::string> m_timed_out;  // commands it ended at their upper time; read once done
+    std::string m_login_host;          // the host its log-in script logs in to, if it runs one
+    // Read once it is done: the commands it ended at their upper time, its last command's status.
+    std::vector<std::string> m_timed_out;
+    int m_exit_status;
 
 private:
     void run_single_cmd();
@@ -162,7 +165,7 @@ public:
     void run_thread_cmd(std::vector<std::string> cmds, unsigned count);
     void run_thread_pl(std::string script, std::string ext, std::string runner, std::string marker, unsigned count,
                        unsigned expected_seconds, bool start, bool wait,
-                       const THR_RUN_OPTIONS& options = command_options());
+                       const THR_RUN_OPTIONS& options = command_options(), const std::string& login_host = "");
     bool create_thread_folder();
     bool move_img(bool move);
 
@@ -249,7 +252,7 @@ private:
     void check_personal_steps();
     bool name_is_free(const std::string& path);
     void report_links(const std::string& dir, const QStringList& patterns);
-    void report_path(const std::string& path, const std::string& text);
+    void report_path(const std::string& path, const std::string& text, PGMDQ_MSG_TYPE type = PGMDQ_MSG_TYPE_WARNING);
     void remove_work_folders();
     bool write_result(const std::string& path, const unsigned char* data, size_t size);
     void unzip_sofs(const std::string& script, unsigned compressed);
@@ -267,6 +270,12 @@ private:
     void write_python_login(FILE* output, const std::string& host, const std::string& timeout);
     std::string python_command();
     THR_RUN_OPTIONS login_options(unsigned script_timeout);
+    bool account_is_valid();
+    static std::string python_sendline(const std::string& command);
+    void write_login_script(const std::string& script, const std::string& host, unsigned timeout,
+                            const std::vector<std::string>& body);
+    bool logged_in(int exit_status, const std::string& host);
+    void remove_stale_scripts();
     bool compare_sections(PGM_CHAIN_ELEMENT* element, std::vector<unsigned char>& output,
                           const std::vector<unsigned char>& icd, const std::string& sof_path, unsigned cb_data_width);
     bool compare_section(const PGM_PCF_TREE_ELEMENT& section, unsigned char* output, const unsigned char* icd,
@@ -328,6 +337,8 @@ private:
     TFCQ_BUSY_DLG* m_busy;
     unsigned m_dies_done;
     unsigned m_dies_total;
-    // Paths already told about in this run (links and names left untouched).
+    // Paths (links and names left untouched) and hosts (failed log-ins) already told about in
+    // this run.
     std::set<std::string> m_reported_paths;
+    bool m_login_failed;  // a log-in of the die under check failed: the die stops there
 };

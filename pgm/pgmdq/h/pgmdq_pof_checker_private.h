@@ -92,6 +92,11 @@ const unsigned DEFAULT_COMMAND_TIMEOUT_SECONDS = 600;
 // A log-in script may take its own time-out for the work plus this for logging in and out.
 const unsigned LOGIN_ALLOWANCE_SECONDS = 120;
 
+// Exit statuses of a log-in script whose log-in failed.
+const int LOGIN_EXIT_REFUSED = 3;      // wrong user name or password
+const int LOGIN_EXIT_UNREACHABLE = 4;  // no connection, unknown host, host key refused
+const int LOGIN_EXIT_TIMED_OUT = 5;    // no answer within the script's time-out
+
 const unsigned POLL_MILLISECONDS = 500;
 const unsigned DAT_POLL_MILLISECONDS = 2000;
 const time_t DAT_WAIT_SECONDS = 600;
