@@ -7,7 +7,9 @@
 bool pgmdq_save_file(const std::string& path, const QByteArray& data)
 {
     QSaveFile file(pgmdq_from_local8(path));
-    const bool saved = file.open(QIODevice::WriteOnly) && file.write(data) == data.size() && file.commit();
+    // commit() misses a failure of its own last flush (a disk that fills up): flush first.
+    const bool saved =
+        file.open(QIODevice::WriteOnly) && file.write(data) == data.size() && file.flush() && file.commit();
     if (!saved)
         msg_post(MSG_PGMDQ::E::FILE_IO_ERROR(path + " (" + pgmdq_local8(file.errorString()) + ")"));
     return saved;
