@@ -127,17 +127,27 @@ template <typename ACTION> QString kiopru_internal_error(ACTION&& action, const 
     return QString();
 }
 
-// The messages the panel posts to the host while it lives.
+// The messages the panel posts to the host while it lives, debug messages up to `debug_level`.
 struct KIOPRU_MESSAGES : MSG_SINK {
-    KIOPRU_MESSAGES() : previous(msg_get_sink()) { msg_set_sink(this); }
-    ~KIOPRU_MESSAGES() override { msg_set_sink(previous); }
+    explicit KIOPRU_MESSAGES(MSG_D_LEVEL debug_level = 0) : previous(msg_get_sink())
+    {
+        msg_set_sink(this);
+        msg_set_debug_level(debug_level);
+    }
+    ~KIOPRU_MESSAGES() override
+    {
+        msg_set_sink(previous);
+        msg_set_debug_level(0);
+    }
     void receive(MSG_KIND kind, int, const std::string& text) override
     {
-        (kind == MSG_KIND::ERROR ? errors : infos) << QString::fromLocal8Bit(text.c_str());
+        QStringList& kept = kind == MSG_KIND::ERROR ? errors : kind == MSG_KIND::DEBUG ? debug : infos;
+        kept << QString::fromLocal8Bit(text.c_str());
     }
     MSG_SINK* previous;
     QStringList errors;
     QStringList infos;
+    QStringList debug;
 };
 
 // Where a file cannot be written whole: a read-only folder, a folder that is not there, a disk

@@ -28,7 +28,8 @@ void write_file(const QDir& dir, const QString& name, const QString& text)
 
 // A host frame with its message window, as the host opens it.
 struct HOST_FRAME {
-    HOST_FRAME() : frame(pgm_pgmdq_create_frame_wnd(VUI_FW_STATE_MAIN_WINDOW, &info)), messages(new VUI_MESSAGE_WND(frame.get()))
+    HOST_FRAME() :
+        frame(pgm_pgmdq_create_frame_wnd(VUI_FW_STATE_MAIN_WINDOW, &info)), messages(new VUI_MESSAGE_WND(frame.get()))
     {
         frame->addDockWidget(Qt::BottomDockWidgetArea, messages);
     }
@@ -109,9 +110,10 @@ void TEST_HOST::tools_runs_a_tcl_script()
     QTemporaryDir dir;
     write_file(QDir(dir.path()), "menu.tcl", script);
     const QString file = QDir(dir.path()).filePath("menu.tcl");
+    QAction* tcl_scripts = host.frame->tools_menu()->actions().at(1);
+    QCOMPARE(tcl_scripts->text(), QString("Tcl &Scripts..."));
     TFCQ_FILE_DLG::preset_answer(file);
-    host.frame->tools_menu()->actions().at(1)->trigger();
-    QCOMPARE(host.frame->tools_menu()->actions().at(1)->text(), QString("Tcl &Scripts..."));
+    tcl_scripts->trigger();
     QTRY_COMPARE(host.messages->row_count(), 1);
     QCOMPARE(host.messages->row_type(0), type);
     QCOMPARE(host.messages->row_text(0), told.arg(file));
@@ -153,8 +155,10 @@ void TEST_HOST::exit_status_data()
     QTest::newRow("unknown option") << QStringList{"--bogus"} << 2 << QStringList{"pgm_host: Unknown option 'bogus'."};
     QTest::newRow("script, all passed")
         << script + QStringList{"%1/run.tcl", "%1/pass.txt"} << 0
-        << QStringList{"pgm_host: running %1/run.tcl", "Info (14600): kiopru_run: Test 1: BR5-TV1-ES, Passive Serial, "
-                       "1.8 V, P30 2Gb 16-bits CFI flash, DCLK - Pass", "pgm_host: %1/run.tcl done: 1 passed, 0 failed, 0 skipped"};
+        << QStringList{"pgm_host: running %1/run.tcl",
+                       "Info (14600): kiopru_run: Test 1: BR5-TV1-ES, Passive Serial, 1.8 V, P30 2Gb 16-bits CFI "
+                       "flash, DCLK - Pass",
+                       "pgm_host: %1/run.tcl done: 1 passed, 0 failed, 0 skipped"};
     QTest::newRow("script, a test failed") << script + QStringList{"%1/run.tcl", "%1/fail.txt"} << 1
                                            << QStringList{"pgm_host: %1/run.tcl done: 1 passed, 1 failed, 0 skipped"};
     QTest::newRow("script, bad arguments")
@@ -163,7 +167,8 @@ void TEST_HOST::exit_status_data()
                        "or directory"};
     QTest::newRow("script, Tcl error") << script + QStringList{"%1/broken.tcl"} << 2
                                        << QStringList{"pgm_host: %1/broken.tcl line 2: missing close-brace"};
-    QTest::newRow("script without a file") << QStringList{"--script"} << 2 << QStringList{"pgm_host: --script needs a file"};
+    QTest::newRow("script without a file") << QStringList{"--script"} << 2
+                                           << QStringList{"pgm_host: --script needs a file"};
 }
 
 void TEST_HOST::exit_status()

@@ -344,8 +344,8 @@ private slots:
         QCOMPARE(kiopru_lines(*m_panel), commands);
         QCOMPARE(kiopru_line_color(*m_panel, 1), QColor(Qt::darkYellow));
         QCOMPARE(messages.errors, QStringList());
-        QCOMPARE(messages.infos,
-                 QStringList(saved + QString(": %1 line(s) of an earlier run (processes, results) not loaded").arg(run_lines)));
+        const QString earlier_run = ": %1 line(s) of an earlier run (processes, results) not loaded";
+        QCOMPARE(messages.infos, QStringList(saved + earlier_run.arg(run_lines)));
         QVERIFY(result_counts().isEmpty());
         run();
         QCOMPARE(result_counts(), QString("1 passed, 1 failed"));

@@ -138,13 +138,15 @@ const PGMDQ_COOKIE_MONSTER::OPTION& PGMDQ_COOKIE_MONSTER::option(unsigned which)
     using DB = PGMD_CM_DATABASE_INFO;
     static const OPTION OPTIONS[] = {
         {PGMD_CM_SCHEME_LIST, unsigned(std::size(PGMD_CM_SCHEME_LIST)), &SELF::m_scheme_combo, &SELF::m_scheme,
-         &DB::passive_schemes, &DB::active_schemes, "configure scheme", "m_scheme > 0", "scheme > 0", "selected_scheme > 0"},
+         &DB::passive_schemes, &DB::active_schemes, "configure scheme", "m_scheme > 0", "scheme > 0",
+         "selected_scheme > 0"},
         {PGMD_CM_VCCPGM_LIST, unsigned(std::size(PGMD_CM_VCCPGM_LIST)), &SELF::m_vccpgm_combo, &SELF::m_vccpgm,
          &DB::passive_vccpgm, &DB::active_vccpgm, "VCCPGM", "m_vccpgm > 0", "vccpgm > 0", "selected_vccpgm > 0"},
         {PGMD_CM_FLASH_LIST, unsigned(std::size(PGMD_CM_FLASH_LIST)), &SELF::m_flash_combo, &SELF::m_flash,
          &DB::passive_flashes, &DB::active_flashes, "memory storage", "m_flash > 0", "flash > 0", "selected_flash > 0"},
         {PGMD_CM_FREQ_LIST, unsigned(std::size(PGMD_CM_FREQ_LIST)), &SELF::m_freq_combo, &SELF::m_freq,
-         &DB::passive_freqs, &DB::active_freqs, "configuration frequency", "m_freq > 0", "freq > 0", "selected_freq > 0"},
+         &DB::passive_freqs, &DB::active_freqs, "configuration frequency", "m_freq > 0", "freq > 0",
+         "selected_freq > 0"},
     };
     return OPTIONS[which];
 }

@@ -17,6 +17,8 @@
 #include <QFile>
 #include <QFileInfo>
 
+#include <algorithm>
+
 namespace {
 
 const char* const ENGINE_SKIPPED_REASON = "Skip engine operation";
@@ -53,7 +55,8 @@ PGMDQ_JUNIT_CASE test_case(const QString& command, const PGMDQ_COOKIE_MONSTER::T
 
 std::string problem_text(const std::string& path, const PGMDQ_COOKIE_MONSTER::BATCH_LINE_PROBLEM& problem)
 {
-    return "Line " + std::to_string(problem.line_number) + " of " + path + " not loaded: " + pgmdq_local8(problem.reason);
+    return "Line " + std::to_string(problem.line_number) + " of " + path +
+           " not loaded: " + pgmdq_local8(problem.reason);
 }
 
 } // namespace
@@ -62,7 +65,8 @@ std::string problem_text(const std::string& path, const PGMDQ_COOKIE_MONSTER::BA
 bool PGMDQ_COOKIE_MONSTER::is_run_output(const QString& text)
 {
     return text.startsWith(pgmdq_from_local8(PGMD_CM_PROCESS_STRING)) || text.startsWith(RESULT_DETAIL_PREFIX) ||
-           text.contains(pgmdq_from_local8(PGMD_PASS_INDICATOR)) || text.contains(pgmdq_from_local8(PGMD_FAIL_INDICATOR));
+           text.contains(pgmdq_from_local8(PGMD_PASS_INDICATOR)) ||
+           text.contains(pgmdq_from_local8(PGMD_FAIL_INDICATOR));
 }
 
 void PGMDQ_COOKIE_MONSTER::on_load_batch()
@@ -84,9 +88,13 @@ bool PGMDQ_COOKIE_MONSTER::load_batch(const std::string& path, std::vector<BATCH
     unsigned run_output_lines = 0;
     for (int number = 1; !file.atEnd(); ++number) {
         const QString line = pgmdq_from_local8(file.readLine().toStdString()).trimmed();
-        CASE_ROWS rows{};
-        if (line.isEmpty() || (!is_command_line(line) && is_run_output(line) && ++run_output_lines))
+        if (line.isEmpty())
             continue;
+        if (!is_command_line(line) && is_run_output(line)) {
+            ++run_output_lines;
+            continue;
+        }
+        CASE_ROWS rows{};
         const QString problem = command_line_problem(line, &rows);
         if (problem.isEmpty())
             add_command_line(rows);
@@ -104,7 +112,7 @@ void PGMDQ_COOKIE_MONSTER::post_batch_problems(const std::string& path, const st
         msg_post(MSG_PGMDQ::E::PGMDQ_COMMON_ERROR_MSG(problem_text(path, problem)));
     if (run_output_lines)
         msg_post(MSG_PGMDQ::I::PGMDQ_COMMON_MSG(path + ": " + std::to_string(run_output_lines) +
-                                               " line(s) of an earlier run (processes, results) not loaded"));
+                                                " line(s) of an earlier run (processes, results) not loaded"));
 }
 
 PGMDQ_JUNIT_SUITE PGMDQ_COOKIE_MONSTER::run_unattended(bool skip_flash, bool skip_engine, const std::string& suite_name)
@@ -132,14 +140,19 @@ namespace {
 bool bind_cable(PGMDQ_COOKIE_MONSTER& panel, bool dut, const std::string& name, std::string* error)
 {
     const std::vector<std::string> cables = pgmd_cm_list_hardware();
-    std::string known;
-    for (size_t i = 0; i < cables.size(); ++i) {
-        if (cables[i] == name)
-            return panel.set_hardware(dut, unsigned(i + 1)) || (*error = "the JTAG hardware \"" + name + "\" cannot be used", false);
-        known += (i ? ", " : "") + cables[i];
+    const auto cable = std::find(cables.begin(), cables.end(), name);
+    if (cable == cables.end()) {
+        std::string known;
+        for (const std::string& other : cables)
+            known += (known.empty() ? "" : ", ") + other;
+        *error = "no JTAG hardware named \"" + name + "\" (the bench has " + known + ")";
+        return false;
     }
-    *error = "no JTAG hardware named \"" + name + "\" (the bench has " + known + ")";
-    return false;
+    if (!panel.set_hardware(dut, unsigned(cable - cables.begin()) + 1)) {
+        *error = "the JTAG hardware \"" + name + "\" cannot be used";
+        return false;
+    }
+    return true;
 }
 
 void post_progress(const std::string& text)
@@ -162,11 +175,12 @@ bool pgmdq_kiopru_run(const TTCL_ARGS& args, PGMDQ_TCL_RESULT* result, std::stri
         return false;
     }
     post_progress(batch + ": " + std::to_string(panel.command_lines().size()) + " test command(s) to run");
-    PGMDQ_JUNIT_SUITE suite = panel.run_unattended(args.is_set(PGMDQ_TCL_OPTION_SKIP_FLASH),
-                                                   args.is_set(PGMDQ_TCL_OPTION_SKIP_ENGINE),
-                                                   "kiopru." + QFileInfo(pgmdq_from_local8(batch)).completeBaseName().toStdString());
+    PGMDQ_JUNIT_SUITE suite =
+        panel.run_unattended(args.is_set(PGMDQ_TCL_OPTION_SKIP_FLASH), args.is_set(PGMDQ_TCL_OPTION_SKIP_ENGINE),
+                             "kiopru." + pgmdq_local8(QFileInfo(pgmdq_from_local8(batch)).completeBaseName()));
     for (const PGMDQ_COOKIE_MONSTER::BATCH_LINE_PROBLEM& problem : problems) {
-        PGMDQ_JUNIT_CASE skipped{pgmdq_local8(problem.text), PGMDQ_JUNIT_CASE::SKIPPED, problem_text(batch, problem), {}, -1};
+        PGMDQ_JUNIT_CASE skipped{
+            pgmdq_local8(problem.text), PGMDQ_JUNIT_CASE::SKIPPED, problem_text(batch, problem), {}, -1};
         result->log.push_back(skipped.message);
         suite.cases.push_back(skipped);
     }

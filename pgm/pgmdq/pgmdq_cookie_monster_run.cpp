@@ -106,7 +106,8 @@ int PGMDQ_COOKIE_MONSTER::exec_process_dialog(PGMDQ_PROCESS_DLG& dialog)
 
 void PGMDQ_COOKIE_MONSTER::show_result_counts()
 {
-    const auto passed = std::count_if(m_results.begin(), m_results.end(), [](const TEST_RESULT& r) { return r.passed; });
+    const auto passed =
+        std::count_if(m_results.begin(), m_results.end(), [](const TEST_RESULT& r) { return r.passed; });
     m_result_counts_label->setText(tr("%1 passed, %2 failed").arg(passed).arg(qint64(m_results.size()) - passed));
 }
 

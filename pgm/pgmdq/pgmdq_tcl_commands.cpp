@@ -84,17 +84,23 @@ const char* word_of_option(int option)
     return word->word;
 }
 
+// "-batch FILE", "-skip-flash".
+std::string option_usage(const OPTION_WORD& word)
+{
+    return std::string("-") + word.word + (word.value_name ? std::string(" ") + word.value_name : "");
+}
+
 // The binding's view of a command, made from its row on first use.
 class COMMAND_OBJECTS {
 public:
-    explicit COMMAND_OBJECTS(const PGMDQ_TCL_COMMAND& row) : m_long_help(row.short_help)
+    explicit COMMAND_OBJECTS(const PGMDQ_TCL_COMMAND& row) : m_long_help("Arguments:")
     {
         for (const PGMDQ_TCL_ARGUMENT* argument = row.arguments; argument->option; ++argument) {
             const OPTION_WORD* word = find_option_word(argument->option);
             PGMDQ_ASSERT(word != NULL);
             m_arguments.push_back({argument->option, word->value_name != nullptr, argument->description});
-            m_long_help += std::string("\n  -") + word->word + (word->value_name ? std::string(" ") + word->value_name : "") +
-                           (argument->flags & PGMDQ_TCL_REQUIRED ? " (required)" : "") + ": " + argument->description;
+            m_long_help += "\n  " + option_usage(*word) + (argument->flags & PGMDQ_TCL_REQUIRED ? " (required)" : "") +
+                           ": " + argument->description;
         }
         m_arguments.push_back({0, 0, nullptr});
         m_definition = {PGMDQ_AUTO_SHORT_PKG_PGMDQ, row.name, word_of_option, option_by_word, row.short_help,
@@ -132,13 +138,12 @@ bool check_arguments(const PGMDQ_TCL_COMMAND& row, const TTCL_ARGS& args, std::s
 {
     for (const PGMDQ_TCL_ARGUMENT* argument = row.arguments; argument->option; ++argument) {
         const OPTION_WORD& word = *find_option_word(argument->option);
-        const std::string option = std::string("-") + word.word;
         std::string reason;
         if ((argument->flags & PGMDQ_TCL_REQUIRED) && !args.is_set(argument->option))
-            *error = option + " " + word.value_name + " is required";
+            *error = option_usage(word) + " is required";
         else if ((argument->flags & PGMDQ_TCL_FILE_TO_READ) && args.is_set(argument->option) &&
                  cannot_read(args.value(argument->option), &reason))
-            *error = "cannot read " + option + " \"" + args.value(argument->option) + "\": " + reason;
+            *error = "cannot read -" + std::string(word.word) + " \"" + args.value(argument->option) + "\": " + reason;
         if (!error->empty())
             return false;
     }
@@ -250,7 +255,8 @@ bool write_outputs(const TTCL_ARGS& args, const PGMDQ_TCL_RESULT& result, std::s
         log += QByteArray::fromStdString(line) + '\n';
     if (args.is_set(PGMDQ_TCL_OPTION_LOG) && !pgmdq_save_file(args.value(PGMDQ_TCL_OPTION_LOG), log))
         *error = "cannot write the log file \"" + args.value(PGMDQ_TCL_OPTION_LOG) + "\"";
-    else if (args.is_set(PGMDQ_TCL_OPTION_JUNIT) && !pgmdq_save_junit(args.value(PGMDQ_TCL_OPTION_JUNIT), result.suites))
+    else if (args.is_set(PGMDQ_TCL_OPTION_JUNIT) &&
+             !pgmdq_save_junit(args.value(PGMDQ_TCL_OPTION_JUNIT), result.suites))
         *error = "cannot write the JUnit file \"" + args.value(PGMDQ_TCL_OPTION_JUNIT) + "\"";
     return error->empty();
 }

@@ -137,7 +137,8 @@ int host_run_script(Tcl_Interp* interp, const std::vector<std::string>& script)
 {
     std::cerr << "pgm_host: running " << script.front() << std::endl;
     std::string result;
-    if (!ttcl_source_file(interp, script.front(), std::vector<std::string>(script.begin() + 1, script.end()), &result)) {
+    const std::vector<std::string> arguments(script.begin() + 1, script.end());
+    if (!ttcl_source_file(interp, script.front(), arguments, &result)) {
         std::cerr << "pgm_host: " << result << std::endl;
         return 2;
     }

@@ -112,8 +112,9 @@ int run_frame(HOST_APPLICATION& app, const QCommandLineParser& parser, CREATE_FR
         host_window->show();
     frame->show();
     if (parser.isSet("screenshot"))
-        QTimer::singleShot(1500, frame.get(),
-                           [window = frame.get(), file = parser.value("screenshot")] { take_screenshot(window, file); });
+        QTimer::singleShot(1500, frame.get(), [window = frame.get(), file = parser.value("screenshot")] {
+            take_screenshot(window, file);
+        });
     return app.exec();
 }
 
@@ -128,7 +129,7 @@ int main(int argc, char** argv)
     parser.addOption({"separate-window", "Open the frame as a separate window."});
     parser.addOption({"screenshot", "Write a picture of the window and exit.", "file"});
     parser.addOption({"tab", "Tab to show first.", "index", "0"});
-    parser.addOption({"script", "Run a Tcl script without a window, then exit (the arguments after it are the script's).",
+    parser.addOption({"script", "Run a Tcl script without a window and exit; the words after it are the script's.",
                       "file"});
     if (!parser.parse(command_line.host_arguments))
         return cannot_run(parser.errorText().toStdString());
