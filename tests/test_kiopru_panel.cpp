@@ -33,15 +33,6 @@ QString command(const QString& dut, const QString& scheme, const QString& vccpgm
     return QString("CMD @%1 @%2 @%3 @%4 @%5").arg(dut, scheme, vccpgm, memory, clock);
 }
 
-struct DEBUG_SINK : MSG_SINK {
-    QStringList lines;
-    void receive(MSG_KIND kind, int, const std::string& text) override
-    {
-        if (kind == MSG_KIND::DEBUG)
-            lines << QString::fromStdString(text);
-    }
-};
-
 using LINES = std::vector<std::string>;
 using UINTS = QVector<unsigned>;
 using CASES = QVector<QStringList>;
@@ -279,15 +270,11 @@ private slots:
 
     void all_everywhere_expands_every_valid_case()
     {
-        DEBUG_SINK sink;
-        msg_set_sink(&sink);
-        msg_set_debug_level(2);
+        KIOPRU_MESSAGES messages(2);
         choose("m_dut_combo", BR5);
         for (const QString& name : SELECTORS)
             choose(qPrintable(name), "All");
         kiopru_click(kiopru_button(*m_panel, "Create Test"));
-        msg_set_sink(nullptr);
-        msg_set_debug_level(0);
 
         QStringList passive_serial;
         for (const QString vccpgm : {"1.8 V", "2.5 V", "3.0 V"})
@@ -306,7 +293,7 @@ private slots:
              {"scheme - Active Serial and VCCPGM - 2.5 V is invalid",
               "scheme - Passive Serial, VCCPGM - 1.8 V and memory storage - CFGQ is invalid",
               "scheme - Active Serial, VCCPGM - 3.0 V, memory storage - CFGQ and configuration frequency - DCLK is invalid"})
-            QVERIFY2(sink.lines.contains(QString("PGMDQ: For dut BR5-TV1-ES, combination of configure ") + invalid), invalid);
+            QVERIFY2(messages.debug.contains(QString("PGMDQ: For dut BR5-TV1-ES, combination of configure ") + invalid), invalid);
 
         kiopru_click(kiopru_button(*m_panel, "Create Test"));
         QCOMPARE(kiopru_lines(*m_panel), lines);

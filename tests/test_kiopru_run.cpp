@@ -10,8 +10,10 @@
 
 #include <QDir>
 #include <QFile>
+#include <QLabel>
 #include <QMessageBox>
 #include <QTemporaryDir>
+#include <QTimer>
 
 #include <memory>
 
@@ -29,6 +31,14 @@ bool is_detail(const QString& line)
 {
     return line.startsWith(DETAIL_PREFIX);
 }
+
+bool write_file(const QString& path, const QByteArray& contents)
+{
+    QFile file(path);
+    return file.open(QIODevice::WriteOnly) && file.write(contents) == contents.size();
+}
+
+const QString PS_CFI_DCLK = "@Passive Serial @1.8 V @P30 2Gb 16-bits CFI flash @DCLK";
 
 } // namespace
 
@@ -52,6 +62,12 @@ class TEST_KIOPRU_RUN : public QObject {
         kiopru_answer_process_dialog(boxes_to_tick);
         kiopru_click(kiopru_button(*m_panel, "Run Test"));
     }
+    void choose_file_and_click(const QString& file, const QString& button)
+    {
+        TFCQ_FILE_DLG::preset_answer(file);
+        kiopru_click(kiopru_button(*m_panel, button));
+    }
+    QString result_counts() const { return m_panel->findChild<QLabel*>("m_result_counts_label")->text(); }
 
     // Every verdict is dark green or red by its text, and its details follow in its colour.
     void check_result_colours(int first_result_row)
@@ -232,6 +248,144 @@ private slots:
         else
             QCOMPARE(file_text(dir.filePath(written)), kiopru_lines(*m_panel).join("\n") + "\n");
         QVERIFY(kiopru_lines(*m_panel).size() > 4);
+    }
+
+    // A file that cannot be written whole is told once, naming it, and the previous one stays.
+    void failed_writes_keep_the_previous_file_data()
+    {
+        QTest::addColumn<bool>("raw_file");
+        QTest::addColumn<KIOPRU_UNWRITABLE>("place");
+        for (const bool raw_file : {false, true}) {
+            const QString what = raw_file ? "raw file" : "Save msg";
+            QTest::newRow(qPrintable(what + ", read-only folder")) << raw_file << KIOPRU_READ_ONLY_FOLDER;
+            QTest::newRow(qPrintable(what + ", missing folder")) << raw_file << KIOPRU_MISSING_FOLDER;
+            QTest::newRow(qPrintable(what + ", full disk")) << raw_file << KIOPRU_FULL_DISK;
+        }
+    }
+    void failed_writes_keep_the_previous_file()
+    {
+        QFETCH(bool, raw_file);
+        QFETCH(KIOPRU_UNWRITABLE, place);
+        const QTemporaryDir scratch;
+        const QDir work(scratch.path());
+        // The raw file's folder is made when missing, unless a file stands in the way.
+        QVERIFY(write_file(work.filePath("blocker"), ""));
+        const QString folder = place != KIOPRU_MISSING_FOLDER ? work.filePath("unwritable")
+                               : raw_file                     ? work.filePath("blocker/below")
+                                                              : work.filePath("missing");
+        const QString file = QDir(folder).filePath(raw_file ? "kiopru_batch.raw" : "batch.txt");
+        const QByteArray previous = "previous contents\n";
+        if (place != KIOPRU_MISSING_FOLDER)
+            QVERIFY(QDir().mkpath(folder) && write_file(file, previous));
+        create_tests(BR5, "1.8 V");
+
+        KIOPRU_MESSAGES messages;
+        if (raw_file) {
+            gen_set_setting("kiopru/work_dir", folder.toStdString());
+            kiopru_while_unwritable(place, folder, [&] { run(); });
+            gen_set_setting("kiopru/work_dir", m_work_dir.path().toStdString());
+            QCOMPARE(kiopru_lines(*m_panel).filter(" - Pass").size(), 1);
+        } else {
+            run();
+            kiopru_while_unwritable(place, folder, [&] { choose_file_and_click(file, "Save msg"); });
+        }
+        QCOMPARE(messages.errors.size(), 1);
+        const QString told = (raw_file ? "Can't write the raw test file " : "Can't save or open file ") + file + " (";
+        QVERIFY2(messages.errors[0].startsWith(told), qPrintable(messages.errors[0]));
+        QCOMPARE(file_text(file).toUtf8(), place == KIOPRU_MISSING_FOLDER ? QByteArray() : previous);
+        QCOMPARE(QDir(folder).entryList(QDir::Files | QDir::Hidden),
+                 place == KIOPRU_MISSING_FOLDER ? QStringList() : QStringList(QFileInfo(file).fileName()));
+    }
+
+    // The busy dialog is modal for the whole run: a click on "Run Test" that the window system
+    // delivers meanwhile is discarded, and no second run follows.
+    void click_during_a_run_starts_no_second_run()
+    {
+        create_tests(BR5, "All");
+        int process_dialogs = 0;
+        for (int answer = 0; answer < 2; ++answer)
+            TFCQ_DIALOG::preset_answer([&process_dialogs](TFCQ_DIALOG* dialog) {
+                ++process_dialogs;
+                kiopru_click(kiopru_button(*dialog, "Ok"));
+                return dialog->result();
+            });
+        QPushButton* run_button = kiopru_button(*m_panel, "Run Test");
+        QString busy_text;
+        QTimer::singleShot(0, [&] {
+            if (auto* busy = qobject_cast<TFCQ_BUSY_DLG*>(QApplication::activeModalWidget()))
+                busy_text = busy->text();
+            QWidget* window = run_button->window();
+            QTest::mouseClick(window->windowHandle(), Qt::LeftButton, Qt::NoModifier,
+                              run_button->mapTo(window, run_button->rect().center()));
+        });
+        kiopru_click(run_button);
+        QTest::qWait(50);
+        QCOMPARE(process_dialogs, 1);
+        QCOMPARE(busy_text, QString("Please wait while Monster is processing..."));
+        QCOMPARE(kiopru_lines(*m_panel).filter(" - Pass").size(), 3);
+        QCOMPARE(result_counts(), QString("3 passed, 0 failed"));
+    }
+
+    // A batch saved after a run loads back as its commands; the run's own lines stay out.
+    void saved_batch_loads_back_as_its_commands()
+    {
+        create_tests(BR5, "1.8 V");
+        create_tests(CD5, "1.8 V");
+        run();
+        QCOMPARE(result_counts(), QString("1 passed, 1 failed"));
+        const QString saved = QDir(m_work_dir.path()).filePath("saved.txt");
+        choose_file_and_click(saved, "Save msg");
+        const QStringList commands = kiopru_lines(*m_panel).filter(QRegExp("^CMD"));
+        const int run_lines = kiopru_lines(*m_panel).size() - commands.size();
+
+        init();
+        KIOPRU_MESSAGES messages;
+        choose_file_and_click(saved, "Load batch");
+        QCOMPARE(kiopru_lines(*m_panel), commands);
+        QCOMPARE(kiopru_line_color(*m_panel, 1), QColor(Qt::darkYellow));
+        QCOMPARE(messages.errors, QStringList());
+        const QString earlier_run = ": %1 line(s) of an earlier run (processes, results) not loaded";
+        QCOMPARE(messages.infos, QStringList(saved + earlier_run.arg(run_lines)));
+        QVERIFY(result_counts().isEmpty());
+        run();
+        QCOMPARE(result_counts(), QString("1 passed, 1 failed"));
+    }
+
+    void batch_lines_are_validated_as_create_test_does_data()
+    {
+        QTest::addColumn<QString>("line");
+        QTest::addColumn<QString>("reason");
+        QTest::newRow("unknown dut") << "CMD @XX5 " + PS_CFI_DCLK << "unknown dut \"XX5\"";
+        QTest::newRow("unknown option") << "CMD @BR5-TV1-ES @Passive Serial @1.9 V @P30 2Gb 16-bits CFI flash @DCLK"
+                                        << "unknown VCCPGM \"1.9 V\"";
+        QTest::newRow("scheme") << "CMD @CD5-TV2-ES @Fast Passive Parallel x32 @1.8 V @P30 2Gb 16-bits CFI flash @DCLK"
+                                << "For dut CD5-TV2-ES, configure scheme - Fast Passive Parallel x32 is invalid";
+        QTest::newRow("supply") << "CMD @BR5-TV1-ES @Active Serial @1.8 V @P30 2Gb 16-bits CFI flash @DCLK"
+                                << "For dut BR5-TV1-ES, combination of configure scheme - Active Serial and VCCPGM - "
+                                   "1.8 V is invalid";
+        QTest::newRow("memory") << "CMD @BR5-TV1-ES @Active Serial @3.0 V @P30 2Gb 16-bits CFI flash @DCLK"
+                                << "For dut BR5-TV1-ES, combination of configure scheme - Active Serial, VCCPGM - 3.0 V "
+                                   "and memory storage - P30 2Gb 16-bits CFI flash is invalid";
+        QTest::newRow("clock") << "CMD @BR5-TV1-ES @Passive Serial @1.8 V @P30 2Gb 16-bits CFI flash @External CLKUSR"
+                               << "For dut BR5-TV1-ES, combination of configure scheme - Passive Serial, VCCPGM - 1.8 V, "
+                                  "memory storage - P30 2Gb 16-bits CFI flash and configuration frequency - External "
+                                  "CLKUSR is invalid";
+        QTest::newRow("field missing") << "CMD @BR5-TV1-ES @Passive Serial"
+                                       << "\"CMD @BR5-TV1-ES @Passive Serial\" is not a test command (CMD @dut "
+                                          "@scheme @VCCPGM @memory storage @frequency)";
+    }
+    void batch_lines_are_validated_as_create_test_does()
+    {
+        QFETCH(QString, line);
+        QFETCH(QString, reason);
+        const QString valid = "CMD @BR5-TV1-ES " + PS_CFI_DCLK;
+        const QString batch = QDir(m_work_dir.path()).filePath("edited.txt");
+        QVERIFY(write_file(batch, (valid + "\n\n" + line + "\r\n").toUtf8()));
+        KIOPRU_MESSAGES messages;
+        choose_file_and_click(batch, "Load batch");
+        QCOMPARE(kiopru_lines(*m_panel), QStringList(valid));
+        QCOMPARE(messages.errors, QStringList(QString("Line 3 of %1 not loaded: %2").arg(batch, reason)));
+        QVERIFY(kiopru_button(*m_panel, "Run Test")->isEnabled());
     }
 };
 

@@ -192,10 +192,12 @@ TEST_F(INTERPRETER_FIXTURE, InitProvidesThePackageAndItsCommand)
     EXPECT_EQ(Pgmdq_Init(m_interp), TCL_OK);
     EXPECT_EQ(eval("package present ::vexmoor::pgmdq"), "1.0");
     EXPECT_EQ(eval("info commands ::vexmoor::pgmdq::pgmdq_frame_dummy"), "::vexmoor::pgmdq::pgmdq_frame_dummy");
+    EXPECT_EQ(eval("info commands ::vexmoor::pgmdq::kiopru_run"), "::vexmoor::pgmdq::kiopru_run");
     EXPECT_EQ(Tcl_Eval(m_interp, "pgmdq_frame_dummy"), TCL_OK);
     EXPECT_EQ(Tcl_Eval(m_interp, "pgmdq_frame_dummy -bogus"), TCL_ERROR);
     EXPECT_EQ(Pgmdq_Unload(m_interp, 0), TCL_OK);
     EXPECT_EQ(eval("info commands pgmdq_frame_dummy"), "");
+    EXPECT_EQ(eval("info commands kiopru_run"), "");
     EXPECT_EQ(Tcl_Eval(m_interp, "package present ::vexmoor::pgmdq"), TCL_ERROR);
 }
 

@@ -1,29 +1,20 @@
+// The Kiopru panel's logic: the option cascade, the expansion and validation of test cases, and
+// the steps of a run (processes, raw file, execution) with the list's editing and saving.
 #include "pgmdq_msgs.h"
 
 #include "pgmdq_cookie_monster.h"
 
-#include "pgmdq_cm_auto_chain.h"
 #include "pgmdq_miscellaneous.h"
+#include "pgmdq_miscellaneous_files.h"
 
 #include "fio.h"
 #include "pgmd_cm.h"
 #include "tfcq.h"
-#include "thr.h"
 
 #include <QComboBox>
-#include <QFrame>
-#include <QGraphicsView>
-#include <QGridLayout>
-#include <QGroupBox>
-#include <QHBoxLayout>
-#include <QLabel>
-#include <QLineEdit>
 #include <QListWidget>
 #include <QPushButton>
-#include <QVBoxLayout>
 
-#include <cstddef>
-#include <cstdio>
 #include <iterator>
 #include <memory>
 
@@ -36,6 +27,7 @@ struct PGMDQ_COOKIE_MONSTER::OPTION {
     unsigned PGMDQ_COOKIE_MONSTER::*member;
     unsigned PGMD_CM_DATABASE_INFO::*passive;
     unsigned PGMD_CM_DATABASE_INFO::*active;
+    const char* name;           // as the validation texts name it
     const char* member_error;   // the selector's text names no option
     const char* mask_error;     // no option allowed or selected
     const char* selected_error; // the selector offers no option
@@ -46,34 +38,60 @@ namespace {
 enum OPTION_KIND { SCHEME_OPTION, VCCPGM_OPTION, FLASH_OPTION, FREQ_OPTION };
 
 const char* const CMD_LINE_FORMAT = "CMD @%1 @%2 @%3 @%4 @%5";
-const char* const RESULT_DETAIL_PREFIX = "==========> ";
-const char* const NO_HARDWARE_NAME = "No hardware";
-const std::uint8_t DUT_HARDWARE_FLAG = 1;
-const std::uint8_t COOKIE_HARDWARE_FLAG = 2;
-const std::uint8_t BOTH_HARDWARE_FLAGS = DUT_HARDWARE_FLAG | COOKIE_HARDWARE_FLAG;
+const char* const CMD_FIELD_SEPARATOR = " @";
+const int CMD_FIELD_COUNT = 5;
+
+// What Create Test reports when an option does not go with the scheme, by option; the first
+// placeholders name the DUT and the options up to that one.
+const char* const INVALID_OPTION_FORMATS[] = {
+    "For dut %1, configure scheme - %2 is invalid",
+    "For dut %1, combination of configure scheme - %2 and VCCPGM - %3 is invalid",
+    "For dut %1, combination of configure scheme - %2, VCCPGM - %3 and memory storage - %4 is invalid",
+    "For dut %1, combination of configure scheme - %2, VCCPGM - %3, memory storage - %4 and configuration "
+    "frequency - %5 is invalid",
+};
 
 const Qt::GlobalColor CMD_LIST_COLORS[] = {Qt::darkYellow, Qt::blue, Qt::darkGreen, Qt::red};
+
+} // namespace
+
+const char* const PGMDQ_COOKIE_MONSTER::RESULT_DETAIL_PREFIX = "==========> ";
+
+bool PGMDQ_COOKIE_MONSTER::is_command_line(const QString& text)
+{
+    return text.startsWith(pgmdq_from_local8(PGMD_CM_CMD_STRING));
+}
+
+namespace {
+
+// The index of the row named `text`; `count` when no row has that name.
+unsigned find_row(const PGMD_CM_TYPE_INFO* list, unsigned count, const QString& text)
+{
+    unsigned row = 0;
+    while (row < count && text != pgmdq_from_local8(list[row].display_name))
+        ++row;
+    return row;
+}
 
 // The enumerator of the row named `text`; 0 when no row has that name.
 unsigned find_enumerator(const PGMD_CM_TYPE_INFO* list, unsigned count, const QString& text)
 {
-    for (unsigned i = 0; i < count; ++i)
-        if (text == QString::fromLocal8Bit(list[i].display_name.c_str()))
-            return list[i].enumerator;
-    return 0;
+    const unsigned row = find_row(list, count, text);
+    return row < count ? list[row].enumerator : 0;
 }
 
-const PGMD_CM_DATABASE_INFO* find_database_row(const QString& name)
+// The DUT's row of the database; 0 ("None") when no DUT has that name.
+unsigned find_database_row(const QString& name)
 {
-    for (const PGMD_CM_DATABASE_INFO& row : PGMD_CM_DATABASE_LIST)
-        if (name == QString::fromLocal8Bit(row.name.c_str()))
-            return &row;
-    return nullptr;
+    for (unsigned row = 1; row < std::size(PGMD_CM_DATABASE_LIST); ++row)
+        if (name == pgmdq_from_local8(PGMD_CM_DATABASE_LIST[row].name))
+            return row;
+    return 0;
 }
 
 bool is_all(const QString& text)
 {
-    return text == QString::fromLocal8Bit(PGMD_CM_SELECT_ALL_STRING.c_str());
+    return text == pgmdq_from_local8(PGMD_CM_SELECT_ALL_STRING);
 }
 
 unsigned lowest_bit_position(unsigned value)
@@ -84,51 +102,6 @@ unsigned lowest_bit_position(unsigned value)
         ++position;
     }
     return position;
-}
-
-QString to_qstring(const std::string& text)
-{
-    return QString::fromLocal8Bit(text.c_str());
-}
-
-std::string to_local(const QString& text)
-{
-    return text.toLocal8Bit().toStdString();
-}
-
-bool is_command_line(const QString& text)
-{
-    return text.startsWith(to_qstring(PGMD_CM_CMD_STRING));
-}
-
-// Read-only and drawn like the panel, since the user never types a cable name.
-QLineEdit* new_hardware_edit(QWidget* parent)
-{
-    auto* edit = new QLineEdit(parent);
-    edit->setReadOnly(true);
-    QPalette palette = edit->palette();
-    palette.setBrush(QPalette::Base, palette.brush(QPalette::Window));
-    edit->setPalette(palette);
-    return edit;
-}
-
-QPushButton* new_button(const QString& text, QWidget* parent, bool enabled = true)
-{
-    auto* button = new QPushButton(text, parent);
-    button->setEnabled(enabled);
-    return button;
-}
-
-QHBoxLayout* new_row(std::initializer_list<QWidget*> widgets_before_stretch,
-                     std::initializer_list<QWidget*> widgets_after_stretch)
-{
-    auto* row = new QHBoxLayout();
-    for (QWidget* widget : widgets_before_stretch)
-        row->addWidget(widget);
-    row->addStretch();
-    for (QWidget* widget : widgets_after_stretch)
-        row->addWidget(widget);
-    return row;
 }
 
 // The five fields of a test case that a grouping pass compares.
@@ -165,251 +138,27 @@ const PGMDQ_COOKIE_MONSTER::OPTION& PGMDQ_COOKIE_MONSTER::option(unsigned which)
     using DB = PGMD_CM_DATABASE_INFO;
     static const OPTION OPTIONS[] = {
         {PGMD_CM_SCHEME_LIST, unsigned(std::size(PGMD_CM_SCHEME_LIST)), &SELF::m_scheme_combo, &SELF::m_scheme,
-         &DB::passive_schemes, &DB::active_schemes, "m_scheme > 0", "scheme > 0", "selected_scheme > 0"},
+         &DB::passive_schemes, &DB::active_schemes, "configure scheme", "m_scheme > 0", "scheme > 0",
+         "selected_scheme > 0"},
         {PGMD_CM_VCCPGM_LIST, unsigned(std::size(PGMD_CM_VCCPGM_LIST)), &SELF::m_vccpgm_combo, &SELF::m_vccpgm,
-         &DB::passive_vccpgm, &DB::active_vccpgm, "m_vccpgm > 0", "vccpgm > 0", "selected_vccpgm > 0"},
+         &DB::passive_vccpgm, &DB::active_vccpgm, "VCCPGM", "m_vccpgm > 0", "vccpgm > 0", "selected_vccpgm > 0"},
         {PGMD_CM_FLASH_LIST, unsigned(std::size(PGMD_CM_FLASH_LIST)), &SELF::m_flash_combo, &SELF::m_flash,
-         &DB::passive_flashes, &DB::active_flashes, "m_flash > 0", "flash > 0", "selected_flash > 0"},
+         &DB::passive_flashes, &DB::active_flashes, "memory storage", "m_flash > 0", "flash > 0", "selected_flash > 0"},
         {PGMD_CM_FREQ_LIST, unsigned(std::size(PGMD_CM_FREQ_LIST)), &SELF::m_freq_combo, &SELF::m_freq,
-         &DB::passive_freqs, &DB::active_freqs, "m_freq > 0", "freq > 0", "selected_freq > 0"},
+         &DB::passive_freqs, &DB::active_freqs, "configuration frequency", "m_freq > 0", "freq > 0",
+         "selected_freq > 0"},
     };
     return OPTIONS[which];
-}
-
-PGMDQ_COOKIE_MONSTER::PGMDQ_COOKIE_MONSTER(QWidget* parent)
-    : QWidget(parent),
-      m_dut_combo(nullptr),
-      m_claim_button(nullptr),
-      m_cookie_jtag_edit(nullptr),
-      m_dut_jtag_edit(nullptr),
-      m_cookie_jtag_button(nullptr),
-      m_dut_jtag_button(nullptr),
-      m_reinit_chain_button(nullptr),
-      m_desired_chain_button(nullptr),
-      m_auto_chain(nullptr),
-      m_chain_view(nullptr),
-      m_scheme_combo(nullptr),
-      m_vccpgm_combo(nullptr),
-      m_flash_combo(nullptr),
-      m_freq_combo(nullptr),
-      m_create_button(nullptr),
-      m_cmd_widget(nullptr),
-      m_save_msg_button(nullptr),
-      m_delete_button(nullptr),
-      m_run_button(nullptr),
-      m_manager(nullptr),
-      m_populating(false),
-      m_dut_index(0),
-      m_scheme(0),
-      m_vccpgm(0),
-      m_flash(0),
-      m_freq(0),
-      m_hardware_flags(0),
-      m_skip_flash(false),
-      m_skip_engine(false)
-{
-    m_manager = new PGMD_CM_MANAGER();
-    create_layout();
-    on_dut_change(0);
-
-    connect(m_cookie_jtag_button, &QPushButton::clicked, this, &PGMDQ_COOKIE_MONSTER::on_cookie_jtag);
-    connect(m_dut_jtag_button, &QPushButton::clicked, this, &PGMDQ_COOKIE_MONSTER::on_dut_jtag);
-    connect(m_dut_combo, QOverload<int>::of(&QComboBox::currentIndexChanged), this,
-            &PGMDQ_COOKIE_MONSTER::on_dut_change);
-    connect(m_scheme_combo, QOverload<int>::of(&QComboBox::currentIndexChanged), this,
-            &PGMDQ_COOKIE_MONSTER::on_scheme_change);
-    connect(m_vccpgm_combo, QOverload<int>::of(&QComboBox::currentIndexChanged), this,
-            &PGMDQ_COOKIE_MONSTER::on_vccpgm_change);
-    connect(m_flash_combo, QOverload<int>::of(&QComboBox::currentIndexChanged), this,
-            &PGMDQ_COOKIE_MONSTER::on_flash_change);
-    connect(m_freq_combo, QOverload<int>::of(&QComboBox::currentIndexChanged), this,
-            &PGMDQ_COOKIE_MONSTER::on_freq_change);
-    connect(m_create_button, &QPushButton::clicked, this, &PGMDQ_COOKIE_MONSTER::on_create_test);
-    connect(m_save_msg_button, &QPushButton::clicked, this, &PGMDQ_COOKIE_MONSTER::on_save_msg);
-    connect(m_delete_button, &QPushButton::clicked, this, &PGMDQ_COOKIE_MONSTER::on_delete_test);
-    connect(m_run_button, &QPushButton::clicked, this, &PGMDQ_COOKIE_MONSTER::on_run_test);
-    connect(m_cmd_widget, &QListWidget::itemSelectionChanged, this, &PGMDQ_COOKIE_MONSTER::on_list_change);
-}
-
-PGMDQ_COOKIE_MONSTER::~PGMDQ_COOKIE_MONSTER()
-{
-    delete m_cmd_widget;
-    m_cmd_widget = nullptr;
-    delete m_auto_chain;
-    m_auto_chain = nullptr;
-    delete m_manager;
-    m_manager = nullptr;
-}
-
-void PGMDQ_COOKIE_MONSTER::create_layout()
-{
-    auto* rule = new QFrame(this);
-    rule->setFrameShape(QFrame::HLine);
-    rule->setFrameShadow(QFrame::Sunken);
-    rule->setLineWidth(1);
-    rule->setMidLineWidth(0);
-
-    auto* description = new QLabel(tr("Kiopru will interface with Bramble system for automated configuration checkout, "
-                                     "Programmer IP and Programmer engine testing."),
-                                  this);
-    description->setWordWrap(true);
-
-    QLabel* dut_label = new QLabel(tr("Select dut unit:"), this);
-    QLabel* cookie_jtag_label = new QLabel(tr("Kiopru JTAG hardware:"), this);
-    QLabel* dut_jtag_label = new QLabel(tr("DUT JTAG hardware:"), this);
-    QLabel* scheme_label = new QLabel(tr("Configuration Scheme:"), this);
-    QLabel* vccpgm_label = new QLabel(tr("Vccpgm:"), this);
-    QLabel* freq_label = new QLabel(tr("Configuration Freq:"), this);
-    QLabel* flash_label = new QLabel(tr("Memory Storage:"), this);
-    const int option_label_width = scheme_label->sizeHint().width();
-    for (QLabel* label : {scheme_label, vccpgm_label, freq_label, flash_label})
-        label->setMaximumWidth(option_label_width);
-
-    auto* interface_box = new QGroupBox(tr("Kiopru JTAG Interface"), this);
-    auto* test_box = new QGroupBox(tr("Kiopru Test"), this);
-    auto* batch_box = new QGroupBox(tr("Test Command Batch"), this);
-
-    m_dut_combo = new QComboBox(this);
-    m_dut_combo->setFixedWidth(150);
-    for (const PGMD_CM_DATABASE_INFO& row : PGMD_CM_DATABASE_LIST)
-        m_dut_combo->addItem(tr(row.name.c_str()));
-    dut_label->setBuddy(m_dut_combo);
-    m_claim_button = new_button(tr("Claim board"), this);
-    m_claim_button->setFixedSize(m_claim_button->sizeHint());
-
-    m_cookie_jtag_edit = new_hardware_edit(this);
-    m_dut_jtag_edit = new_hardware_edit(this);
-    cookie_jtag_label->setBuddy(m_cookie_jtag_edit);
-    dut_jtag_label->setBuddy(m_dut_jtag_edit);
-    m_cookie_jtag_button = new_button(tr("..."), this);
-    m_dut_jtag_button = new_button(tr("..."), this);
-    m_cookie_jtag_button->setFixedWidth(25);
-    m_dut_jtag_button->setFixedWidth(25);
-
-    // Chain set-up from the panel is not offered yet.
-    m_reinit_chain_button = new_button(tr("Re-initialize dut JTAG chain"), this, false);
-    m_desired_chain_button = new_button(tr("Establish desired dut JTAG chain"), this, false);
-    m_auto_chain = new PGMDQ_CM_AUTO_CHAIN();
-    m_chain_view = new QGraphicsView(m_auto_chain, this);
-    m_chain_view->setAlignment(Qt::AlignLeft | Qt::AlignTop);
-    m_chain_view->setFixedHeight(120);
-
-    m_scheme_combo = new QComboBox(this);
-    m_vccpgm_combo = new QComboBox(this);
-    m_flash_combo = new QComboBox(this);
-    m_freq_combo = new QComboBox(this);
-    m_create_button = new_button(tr("Create Test"), this);
-
-    m_cmd_widget = new QListWidget(this);
-    m_cmd_widget->setSelectionMode(QAbstractItemView::ExtendedSelection);
-    m_save_msg_button = new_button(tr("Save msg"), this, false);
-    m_delete_button = new_button(tr("Delete Test"), this, false);
-    m_run_button = new_button(tr("Run Test"), this, false);
-
-    // Object names let scripts and tests find the controls.
-    m_dut_combo->setObjectName("m_dut_combo");
-    m_cookie_jtag_edit->setObjectName("m_cookie_jtag_edit");
-    m_dut_jtag_edit->setObjectName("m_dut_jtag_edit");
-    m_cookie_jtag_button->setObjectName("m_cookie_jtag_button");
-    m_dut_jtag_button->setObjectName("m_dut_jtag_button");
-    m_scheme_combo->setObjectName("m_scheme_combo");
-    m_vccpgm_combo->setObjectName("m_vccpgm_combo");
-    m_flash_combo->setObjectName("m_flash_combo");
-    m_freq_combo->setObjectName("m_freq_combo");
-    m_cmd_widget->setObjectName("m_cmd_widget");
-
-    auto* hardware_grid = new QGridLayout();
-    hardware_grid->addLayout(new_row({dut_label, m_dut_combo}, {m_claim_button}), 0, 0, 1, 3);
-    hardware_grid->addWidget(cookie_jtag_label, 1, 0);
-    hardware_grid->addWidget(m_cookie_jtag_edit, 1, 1);
-    hardware_grid->addWidget(m_cookie_jtag_button, 1, 2);
-    hardware_grid->addWidget(dut_jtag_label, 2, 0);
-    hardware_grid->addWidget(m_dut_jtag_edit, 2, 1);
-    hardware_grid->addWidget(m_dut_jtag_button, 2, 2);
-
-    auto* interface_layout = new QVBoxLayout(interface_box);
-    interface_layout->addWidget(m_chain_view);
-    interface_layout->addLayout(new_row({m_reinit_chain_button}, {m_desired_chain_button}));
-    interface_box->setFixedHeight(interface_box->sizeHint().height());
-
-    auto* option_grid = new QGridLayout();
-    const std::pair<QLabel*, QComboBox*> option_rows[] = {
-        {scheme_label, m_scheme_combo}, {vccpgm_label, m_vccpgm_combo},
-        {flash_label, m_flash_combo},   {freq_label, m_freq_combo}};
-    for (int row = 0; row < int(std::size(option_rows)); ++row) {
-        option_grid->addWidget(option_rows[row].first, row, 0);
-        option_grid->addWidget(option_rows[row].second, row, 1);
-    }
-    auto* test_layout = new QVBoxLayout(test_box);
-    test_layout->addLayout(option_grid);
-    test_layout->addLayout(new_row({}, {m_create_button}));
-    test_layout->addStretch();
-
-    auto* batch_layout = new QVBoxLayout(batch_box);
-    batch_layout->addWidget(m_cmd_widget);
-    batch_layout->addLayout(new_row({m_save_msg_button}, {m_delete_button, m_run_button}));
-
-    auto* main_grid = new QGridLayout();
-    main_grid->addLayout(hardware_grid, 0, 0);
-    main_grid->addWidget(interface_box, 1, 0);
-    main_grid->addWidget(test_box, 2, 0);
-    main_grid->addWidget(batch_box, 0, 1, 3, 1);
-    main_grid->setColumnStretch(0, 0);
-    main_grid->setColumnStretch(1, 1);
-
-    auto* layout = new QVBoxLayout(this);
-    layout->addWidget(description);
-    layout->addWidget(rule);
-    layout->addLayout(main_grid);
-    setMinimumWidth(600);
-}
-
-void PGMDQ_COOKIE_MONSTER::resizeEvent(QResizeEvent* event)
-{
-    QWidget::resizeEvent(event);
-}
-
-void PGMDQ_COOKIE_MONSTER::on_cookie_jtag()
-{
-    on_jtag(false);
-}
-
-void PGMDQ_COOKIE_MONSTER::on_dut_jtag()
-{
-    on_jtag(true);
-}
-
-// Without the hardware dialog the engine is still asked, with no hardware, so that the cable's
-// flag and name always tell the truth.
-void PGMDQ_COOKIE_MONSTER::on_jtag(bool dut)
-{
-    unsigned hardware = 0;
-    void* library = thr_drl_load("pgm_pgmwq.dll");
-    void* function = library ? thr_drl_find_function(library, "pgmwq_export_hardware_dlg") : nullptr;
-    if (function)
-        reinterpret_cast<void (*)(unsigned*)>(function)(&hardware);
-
-    std::string name = NO_HARDWARE_NAME;
-    PGMD_CM_ENGINE* engine = m_manager->get_engine();
-    const std::uint8_t flag = dut ? DUT_HARDWARE_FLAG : COOKIE_HARDWARE_FLAG;
-    if (engine->set_tji_hardware(dut, hardware)) {
-        name = engine->get_hardware_name(dut);
-        m_hardware_flags |= flag;
-    } else {
-        m_hardware_flags &= std::uint8_t(~flag);
-    }
-    (dut ? m_dut_jtag_edit : m_cookie_jtag_edit)->setText(tr(name.c_str()));
-    m_run_button->setEnabled(m_cmd_widget->count() > 0 && m_hardware_flags == BOTH_HARDWARE_FLAGS);
 }
 
 void PGMDQ_COOKIE_MONSTER::on_dut_change(int index)
 {
     m_dut_index = unsigned(index);
     const QString text = m_dut_combo->currentText();
-    const bool none = text == to_qstring(PGMD_CM_DATABASE_LIST[0].name);
+    const bool none = text == pgmdq_from_local8(PGMD_CM_DATABASE_LIST[0].name);
     if (!none) {
-        const PGMD_CM_DATABASE_INFO* row = find_database_row(text);
-        populate_config_scheme(row ? row->active_schemes | row->passive_schemes : 0);
+        const PGMD_CM_DATABASE_INFO& row = PGMD_CM_DATABASE_LIST[find_database_row(text)];
+        populate_config_scheme(row.active_schemes | row.passive_schemes);
     } else {
         m_populating = true;
         for (unsigned which = SCHEME_OPTION; which <= FREQ_OPTION; ++which) {
@@ -622,11 +371,17 @@ void PGMDQ_COOKIE_MONSTER::enforce_valid_enum(unsigned value, unsigned count)
     PGMDQ_ASSERT(value == 1);
 }
 
-// Every option depends only on whether the scheme is passive or active for the DUT; 0 means the
-// option is not given.
 bool PGMDQ_COOKIE_MONSTER::is_valid_test_case(unsigned scheme, unsigned vccpgm, unsigned flash, unsigned freq)
 {
-    const PGMD_CM_DATABASE_INFO& dut = PGMD_CM_DATABASE_LIST[m_dut_index];
+    return is_valid_for_dut(m_dut_index, scheme, vccpgm, flash, freq);
+}
+
+// Every option depends only on whether the scheme is passive or active for the DUT; 0 means the
+// option is not given.
+bool PGMDQ_COOKIE_MONSTER::is_valid_for_dut(unsigned dut_index, unsigned scheme, unsigned vccpgm, unsigned flash,
+                                            unsigned freq)
+{
+    const PGMD_CM_DATABASE_INFO& dut = PGMD_CM_DATABASE_LIST[dut_index];
     enforce_valid_enum(scheme, unsigned(std::size(PGMD_CM_SCHEME_LIST)));
     const bool passive = scheme & dut.passive_schemes;
     if (!passive && !(scheme & dut.active_schemes))
@@ -644,6 +399,32 @@ bool PGMDQ_COOKIE_MONSTER::is_valid_test_case(unsigned scheme, unsigned vccpgm, 
     return true;
 }
 
+// Checks option `which` against the scheme alone, as Create Test does; the text that names the
+// combination when they do not go together, else empty.
+QString PGMDQ_COOKIE_MONSTER::invalid_option_text(const CASE_ROWS& rows, unsigned which)
+{
+    unsigned given[FREQ_OPTION + 1] = {};
+    given[SCHEME_OPTION] = option(SCHEME_OPTION).list[rows.options[SCHEME_OPTION]].enumerator;
+    given[which] = option(which).list[rows.options[which]].enumerator;
+    if (is_valid_for_dut(rows.dut, given[SCHEME_OPTION], given[VCCPGM_OPTION], given[FLASH_OPTION], given[FREQ_OPTION]))
+        return QString();
+    QString text = QString(INVALID_OPTION_FORMATS[which]).arg(pgmdq_from_local8(PGMD_CM_DATABASE_LIST[rows.dut].name));
+    for (unsigned named = SCHEME_OPTION; named <= which; ++named)
+        text = text.arg(pgmdq_from_local8(option(named).list[rows.options[named]].display_name));
+    return text;
+}
+
+// The first of Create Test's checks that the case fails, in Create Test's order.
+QString PGMDQ_COOKIE_MONSTER::test_case_problem(const CASE_ROWS& rows)
+{
+    for (unsigned which = SCHEME_OPTION; which <= FREQ_OPTION; ++which) {
+        const QString problem = invalid_option_text(rows, which);
+        if (!problem.isEmpty())
+            return problem;
+    }
+    return QString();
+}
+
 void PGMDQ_COOKIE_MONSTER::on_create_test()
 {
     PGMDQ_ASSERT(m_dut_index > 0);
@@ -651,67 +432,38 @@ void PGMDQ_COOKIE_MONSTER::on_create_test()
     PGMDQ_ASSERT(m_vccpgm > 0);
     PGMDQ_ASSERT(m_flash > 0);
     PGMDQ_ASSERT(m_freq > 0);
-    const unsigned schemes = get_selected_scheme();
-    const unsigned vccpgms = get_selected_vccpgm();
-    const unsigned flashes = get_selected_flash();
-    const unsigned freqs = get_selected_freq();
-    const char* dut = PGMD_CM_DATABASE_LIST[m_dut_index].name.c_str();
+    const unsigned selected[] = {get_selected_scheme(), get_selected_vccpgm(), get_selected_flash(),
+                                 get_selected_freq()};
+    CASE_ROWS rows{m_dut_index, {}};
+    expand_test_cases(selected, SCHEME_OPTION, &rows);
+}
 
-    for (unsigned s = 0; s < std::size(PGMD_CM_SCHEME_LIST); ++s) {
-        const PGMD_CM_TYPE_INFO& scheme = PGMD_CM_SCHEME_LIST[s];
-        if (!(scheme.enumerator & schemes))
+// Every selected row of option `which` that goes with the scheme, and below it the next option's
+// rows; a case whose last option goes too becomes a command line.
+void PGMDQ_COOKIE_MONSTER::expand_test_cases(const unsigned* selected, unsigned which, CASE_ROWS* rows)
+{
+    const OPTION& expanded = option(which);
+    for (unsigned row = 0; row < expanded.count; ++row) {
+        if (!(expanded.list[row].enumerator & selected[which]))
             continue;
-        if (!is_valid_test_case(scheme.enumerator, 0, 0, 0))
+        rows->options[which] = row;
+        const QString problem = invalid_option_text(*rows, which);
+        if (which == SCHEME_OPTION && !problem.isEmpty())
             PGMDQ_INTERNAL_ERROR("Invalid configuration scheme");
-        for (unsigned v = 0; v < std::size(PGMD_CM_VCCPGM_LIST); ++v) {
-            const PGMD_CM_TYPE_INFO& vccpgm = PGMD_CM_VCCPGM_LIST[v];
-            if (!(vccpgm.enumerator & vccpgms))
-                continue;
-            if (!is_valid_test_case(scheme.enumerator, vccpgm.enumerator, 0, 0)) {
-                MSG_PGMDQ::DEBUG_MSG(2, "For dut %s, combination of configure scheme - %s and VCCPGM - %s is invalid",
-                                     dut, scheme.display_name.c_str(), vccpgm.display_name.c_str());
-                continue;
-            }
-            for (unsigned f = 0; f < std::size(PGMD_CM_FLASH_LIST); ++f) {
-                const PGMD_CM_TYPE_INFO& flash = PGMD_CM_FLASH_LIST[f];
-                if (!(flash.enumerator & flashes))
-                    continue;
-                if (!is_valid_test_case(scheme.enumerator, 0, flash.enumerator, 0)) {
-                    MSG_PGMDQ::DEBUG_MSG(2,
-                                         "For dut %s, combination of configure scheme - %s, VCCPGM - %s and memory "
-                                         "storage - %s is invalid",
-                                         dut, scheme.display_name.c_str(), vccpgm.display_name.c_str(),
-                                         flash.display_name.c_str());
-                    continue;
-                }
-                for (unsigned c = 0; c < std::size(PGMD_CM_FREQ_LIST); ++c) {
-                    const PGMD_CM_TYPE_INFO& freq = PGMD_CM_FREQ_LIST[c];
-                    if (!(freq.enumerator & freqs))
-                        continue;
-                    if (!is_valid_test_case(scheme.enumerator, 0, 0, freq.enumerator)) {
-                        MSG_PGMDQ::DEBUG_MSG(2,
-                                             "For dut %s, combination of configure scheme - %s, VCCPGM - %s, memory "
-                                             "storage - %s and configuration frequency - %s is invalid",
-                                             dut, scheme.display_name.c_str(), vccpgm.display_name.c_str(),
-                                             flash.display_name.c_str(), freq.display_name.c_str());
-                        continue;
-                    }
-                    add_command_line(s, v, f, c);
-                }
-            }
-        }
+        if (!problem.isEmpty())
+            MSG_PGMDQ::DEBUG_MSG(2, "%s", pgmdq_local8(problem).c_str());
+        else if (which == FREQ_OPTION)
+            add_command_line(*rows);
+        else
+            expand_test_cases(selected, which + 1, rows);
     }
 }
 
-void PGMDQ_COOKIE_MONSTER::add_command_line(unsigned scheme_row, unsigned vccpgm_row, unsigned flash_row,
-                                            unsigned freq_row)
+void PGMDQ_COOKIE_MONSTER::add_command_line(const CASE_ROWS& rows)
 {
-    const QString line = QString(CMD_LINE_FORMAT)
-                             .arg(to_qstring(PGMD_CM_DATABASE_LIST[m_dut_index].name),
-                                  to_qstring(PGMD_CM_SCHEME_LIST[scheme_row].display_name),
-                                  to_qstring(PGMD_CM_VCCPGM_LIST[vccpgm_row].display_name),
-                                  to_qstring(PGMD_CM_FLASH_LIST[flash_row].display_name),
-                                  to_qstring(PGMD_CM_FREQ_LIST[freq_row].display_name));
+    QString line = QString(CMD_LINE_FORMAT).arg(pgmdq_from_local8(PGMD_CM_DATABASE_LIST[rows.dut].name));
+    for (unsigned which = SCHEME_OPTION; which <= FREQ_OPTION; ++which)
+        line = line.arg(pgmdq_from_local8(option(which).list[rows.options[which]].display_name));
     add_cmd(line, PGMDQ_CMD_COLOR);
     if (m_hardware_flags == BOTH_HARDWARE_FLAGS) {
         m_run_button->setEnabled(true);
@@ -719,32 +471,25 @@ void PGMDQ_COOKIE_MONSTER::add_command_line(unsigned scheme_row, unsigned vccpgm
     }
 }
 
-std::vector<std::string> PGMDQ_COOKIE_MONSTER::list_lines() const
+// Why a line of a saved batch is not a test command that Create Test makes; empty when it is
+// one, with its case in *rows.
+QString PGMDQ_COOKIE_MONSTER::command_line_problem(const QString& line, CASE_ROWS* rows)
 {
-    std::vector<std::string> lines;
-    for (int i = 0; i < m_cmd_widget->count(); ++i)
-        lines.push_back(to_local(m_cmd_widget->item(i)->text()));
-    return lines;
-}
-
-void PGMDQ_COOKIE_MONSTER::delete_item(int row)
-{
-    m_cmd_widget->removeItemWidget(m_cmd_widget->item(row));
-    delete m_cmd_widget->takeItem(row);
-}
-
-// Only the commands stay; the generator may reorder them, and repeats collapse on the way back.
-void PGMDQ_COOKIE_MONSTER::optimize_test_case()
-{
-    for (int row = m_cmd_widget->count() - 1; row >= 0; --row)
-        if (!is_command_line(m_cmd_widget->item(row)->text()))
-            delete_item(row);
-    std::vector<std::string> lines = list_lines();
-    const unsigned count = unsigned(lines.size());
-    m_cmd_widget->clear();
-    const std::unique_ptr<std::string[]> optimized(m_manager->get_generator()->optimize_test_case(count, lines.data()));
-    for (unsigned i = 0; i < count; ++i)
-        add_cmd(to_qstring(optimized[i]), PGMDQ_CMD_COLOR);
+    const QString prefix = pgmdq_from_local8(PGMD_CM_CMD_STRING) + CMD_FIELD_SEPARATOR;
+    const QStringList fields =
+        line.startsWith(prefix) ? line.mid(prefix.size()).split(CMD_FIELD_SEPARATOR) : QStringList();
+    if (fields.size() != CMD_FIELD_COUNT)
+        return QString("\"%1\" is not a test command (CMD @dut @scheme @VCCPGM @memory storage @frequency)").arg(line);
+    rows->dut = find_database_row(fields[0]);
+    if (!rows->dut)
+        return QString("unknown dut \"%1\"").arg(fields[0]);
+    for (unsigned which = SCHEME_OPTION; which <= FREQ_OPTION; ++which) {
+        const OPTION& checked = option(which);
+        rows->options[which] = find_row(checked.list, checked.count, fields[which + 1]);
+        if (rows->options[which] == checked.count)
+            return QString("unknown %1 \"%2\"").arg(checked.name, fields[which + 1]);
+    }
+    return test_case_problem(*rows);
 }
 
 // The matched flag is kept for the whole call: once any pair was found, the coarse passes are
@@ -783,42 +528,6 @@ QString* PGMDQ_COOKIE_MONSTER::reorganize_test_case(QList<QString>* cases, unsig
     return notes.release();
 }
 
-void PGMDQ_COOKIE_MONSTER::on_run_test()
-{
-    optimize_test_case();
-    if (!determine_process(false))
-        return;
-    TFCQ_BUSY_DLG busy(tr("Please wait while Monster is processing..."), tr("Programmer Kiopru and Checker"), this);
-    generate_raw_file();
-    if (!m_skip_engine)
-        execute_test();
-}
-
-// A batch without commands needs no process: there is nothing to confirm, and the raw-file step
-// reports the empty batch.
-bool PGMDQ_COOKIE_MONSTER::determine_process(bool silent)
-{
-    std::vector<std::string> lines = list_lines();
-    std::vector<std::string> processes =
-        m_manager->get_generator()->determine_process(unsigned(lines.size()), lines.data());
-    m_skip_flash = false;
-    m_skip_engine = false;
-    if (silent)
-        return false;
-    if (processes.empty())
-        return true;
-
-    PGMDQ_PROCESS_DLG dialog(processes, nullptr);
-    if (dialog.exec() != QDialog::Accepted)
-        return false;
-    processes = dialog.get_processes();
-    m_skip_flash = dialog.m_skip_flash_check->isChecked();
-    m_skip_engine = dialog.m_skip_engine_check->isChecked();
-    for (const std::string& process : processes)
-        add_cmd(to_qstring(process), PGMDQ_PROCESS_COLOR);
-    return true;
-}
-
 int PGMDQ_COOKIE_MONSTER::generate_raw_file()
 {
     std::vector<std::string> lines = list_lines();
@@ -836,18 +545,19 @@ bool PGMDQ_COOKIE_MONSTER::execute_test()
     const std::vector<std::string> results = m_manager->execute_test(count, lines.data(), m_skip_flash);
     unsigned color = PGMDQ_CMD_COLOR;
     for (const std::string& result : results) {
-        const QString line = to_qstring(result);
-        if (result.find(PGMD_PASS_INDICATOR) != std::string::npos) {
-            color = PGMDQ_PASS_RESULT_COLOR;
+        const QString line = pgmdq_from_local8(result);
+        const bool passed = result.find(PGMD_PASS_INDICATOR) != std::string::npos;
+        if (passed || result.find(PGMD_FAIL_INDICATOR) != std::string::npos) {
+            color = passed ? PGMDQ_PASS_RESULT_COLOR : PGMDQ_FAIL_RESULT_COLOR;
             add_cmd(line, color);
-        } else if (result.find(PGMD_FAIL_INDICATOR) != std::string::npos) {
-            color = PGMDQ_FAIL_RESULT_COLOR;
-            add_cmd(line, color);
+            m_results.push_back({line, passed, {}});
         } else {
             PGMDQ_ASSERT(color == PGMDQ_PASS_RESULT_COLOR || color == PGMDQ_FAIL_RESULT_COLOR);
             add_cmd(RESULT_DETAIL_PREFIX + line, color);
+            m_results.back().details << line;
         }
     }
+    show_result_counts();
     return true;
 }
 
@@ -868,11 +578,6 @@ void PGMDQ_COOKIE_MONSTER::on_delete_test()
     m_save_msg_button->setEnabled(m_cmd_widget->count() > 0);
 }
 
-void PGMDQ_COOKIE_MONSTER::on_list_change()
-{
-    m_delete_button->setEnabled(!m_cmd_widget->selectedItems().isEmpty());
-}
-
 // The saved batch is the plain text of the list, one line each.
 void PGMDQ_COOKIE_MONSTER::on_save_msg()
 {
@@ -881,27 +586,13 @@ void PGMDQ_COOKIE_MONSTER::on_save_msg()
         return;
     const QStringList selected_files = dialog.selected_files();
     PGMDQ_ASSERT(!selected_files.isEmpty());
-    FIO_PATH path(to_local(selected_files.first()));
+    FIO_PATH path(pgmdq_local8(selected_files.first()));
     path.extension(".txt");
-    const std::string file_name = path.fullpath();
 
-    FILE* file = FIO_FILE_SYSTEM::fopen(file_name.c_str(), "w");
-    if (!file)
-        return;
-    for (const std::string& line : list_lines()) {
-        std::fputs(line.c_str(), file);
-        std::fputs("\n", file);
-    }
-    std::fflush(file);
-    std::fclose(file);
+    QByteArray text;
+    for (const std::string& line : list_lines())
+        text += QByteArray::fromStdString(line) + '\n';
+    // A failed save is told, and leaves the previous file whole: the batch is the user's work.
+    pgmdq_save_file(path.fullpath(), text);
 }
 
-int PGMDQ_COOKIE_MONSTER::determine_hardware()
-{
-    const unsigned DUT_ID_SLOTS = 4;
-    std::unique_ptr<bool[]> present(new bool[DUT_ID_SLOTS]());
-    std::unique_ptr<unsigned[]> ids(new unsigned[DUT_ID_SLOTS]());
-    bool* present_array = present.get();
-    unsigned* id_array = ids.get();
-    return m_manager->get_engine()->read_dut_id(&present_array, &id_array);
-}

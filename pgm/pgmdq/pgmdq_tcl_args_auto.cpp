@@ -2,6 +2,8 @@
 
 #include "pgmdq_tcl_args_auto.h"
 
+#include "pgmdq_tcl_commands.h"
+
 const char* const PGMDQ_AUTO_LONG_PKG_PGMDQ = "::vexmoor::pgmdq";
 const char* const PGMDQ_AUTO_SHORT_PKG_PGMDQ = "pgmdq";
 const char* const PGMDQ_AUTO_PKG_VERSION = "1.0";
@@ -195,6 +197,8 @@ int pgmdq_pgmdq_register_tcl()
 {
     ttcl_begin_package_setup(PGMDQ_AUTO_LONG_PKG_PGMDQ, PGMDQ_AUTO_PKG_VERSION, nullptr, nullptr, 0);
     ttcl_register_callbacks(pgmdq_pgmdq_tcl_callbacks);
+    // Unattended runs need commands; they come with the same set-up, beside the placeholder.
+    ttcl_register_callbacks(pgmdq_tcl_command_callbacks());
     ttcl_end_package_setup();
     Tcl_Interp* interp = ttcl_get_interpreter();
     if (!interp)

@@ -4,11 +4,13 @@
 #include "msg.h"
 #include "ttcl.h"
 
+#include <QFile>
 #include <QMessageBox>
 #include <QPointer>
 
 #include <cstdlib>
 #include <dlfcn.h>
+#include <iostream>
 #include <sstream>
 
 HOST_APPLICATION::HOST_APPLICATION(int& argc, char** argv) : QApplication(argc, argv) {}
@@ -45,6 +47,15 @@ void HOST_APPLICATION::show_internal_error(const MSG_INTERNAL_ERROR_EXCEPTION& e
             m_dialog = nullptr;
     });
     m_dialog->open();
+}
+
+bool host_settings_readable(const std::string& ini_path, std::string* reason)
+{
+    QFile file(QString::fromLocal8Bit(ini_path.c_str()));
+    if (file.open(QIODevice::ReadOnly))
+        return true;
+    *reason = file.errorString().toLocal8Bit().toStdString();
+    return false;
 }
 
 void host_load_settings(const std::string& ini_path)
@@ -110,4 +121,29 @@ bool host_require_package(Tcl_Interp* interp, std::string* error)
 bool host_load_linked_package(Tcl_Interp* interp, std::string* error)
 {
     return evaluate(interp, "load {} Pgmdq", error);
+}
+
+namespace {
+
+// The plug-in's totals over the commands a script ran.
+Tcl_WideInt total(Tcl_Interp* interp, const char* key)
+{
+    return ttcl_dict_integer(interp, "::vexmoor::pgmdq::totals", key);
+}
+
+} // namespace
+
+int host_run_script(Tcl_Interp* interp, const std::vector<std::string>& script)
+{
+    std::cerr << "pgm_host: running " << script.front() << std::endl;
+    std::string result;
+    const std::vector<std::string> arguments(script.begin() + 1, script.end());
+    if (!ttcl_source_file(interp, script.front(), arguments, &result)) {
+        std::cerr << "pgm_host: " << result << std::endl;
+        return 2;
+    }
+    const Tcl_WideInt failed = total(interp, "failed");
+    std::cerr << "pgm_host: " << script.front() << " done: " << total(interp, "passed") << " passed, " << failed
+              << " failed, " << total(interp, "skipped") << " skipped" << std::endl;
+    return failed ? 1 : 0;
 }

@@ -7,6 +7,7 @@
 #include <QApplication>
 
 #include <string>
+#include <vector>
 
 struct Tcl_Interp;
 class QMessageBox;
@@ -31,6 +32,8 @@ private:
     QMessageBox* m_dialog = nullptr;
 };
 
+// Whether the settings file can be read; the reason when not.
+bool host_settings_readable(const std::string& ini_path, std::string* reason);
 // Reads the settings file and applies the suite-wide ones (debug level, quiet messages).
 void host_load_settings(const std::string& ini_path);
 // The loopback site's settings beside the build, used when the command line names none.
@@ -43,6 +46,10 @@ Tcl_Interp* host_create_interpreter(const char* argv0, const std::string& librar
 bool host_require_package(Tcl_Interp* interp, std::string* error);
 // Initialises a plug-in that is linked into the host (the static-package path).
 bool host_load_linked_package(Tcl_Interp* interp, std::string* error);
+
+// Runs script[0] with the arguments script[1...] in the interpreter, with progress on stderr; the
+// exit status: 0 when the commands' tests all passed, 1 when one failed, 2 on a Tcl error.
+int host_run_script(Tcl_Interp* interp, const std::vector<std::string>& script);
 
 // The folder of the suite's libraries: the one the binding was loaded from.
 std::string host_library_dir();

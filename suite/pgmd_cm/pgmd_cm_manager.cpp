@@ -10,9 +10,11 @@
 #include "bench_protocol.h"
 #include "gen.h"
 
-#include <QDir>
+#include "msg.h"
 
-#include <fstream>
+#include <QDir>
+#include <QSaveFile>
+
 #include <set>
 #include <sstream>
 
@@ -80,6 +82,20 @@ std::string test_record(unsigned number, const PGMD_CM_TEST_CASE& test, const st
     return out.str();
 }
 
+// Whole or not at all: a failed write keeps the previous raw file and is told to the user.
+bool write_raw_file(const std::string& path, const std::string& text)
+{
+    QSaveFile file(QString::fromLocal8Bit(path.c_str()));
+    const qint64 size = qint64(text.size());
+    // commit() misses a failure of its own last flush (a disk that fills up): flush first.
+    if (file.open(QIODevice::WriteOnly) && file.write(text.data(), size) == size && file.flush() && file.commit())
+        return true;
+    auto* error = new MSG_E("Can't write the raw test file %1!s!/EPGMD_CM_RAW_FILE");
+    error->fill_args(path + " (" + file.errorString().toLocal8Bit().toStdString() + ")");
+    msg_post(error);
+    return false;
+}
+
 } // namespace
 
 int PGMD_CM_MANAGER::generate_raw_file(unsigned count, std::string* lines)
@@ -100,13 +116,9 @@ int PGMD_CM_MANAGER::generate_raw_file(unsigned count, std::string* lines)
     body << "END\n";
 
     const QString directory = QString::fromStdString(work_directory());
-    if (!QDir().mkpath(directory))
-        return 1;
+    QDir().mkpath(directory); // when it cannot be made, the write says why
     const std::string path = QDir(directory).filePath(RAW_FILE_NAME).toStdString();
-    std::ofstream file(path, std::ios::binary | std::ios::trunc);
-    file << body.str();
-    file.close();
-    if (!file)
+    if (!write_raw_file(path, body.str()))
         return 1;
     m_raw_file_path = path;
     return 0;

@@ -2,6 +2,8 @@
 
 #include "msg.h"
 
+#include <climits>
+#include <cstdlib>
 #include <cstring>
 #include <map>
 #include <vector>
@@ -10,6 +12,7 @@ namespace {
 
 Tcl_Interp* g_interp = nullptr;
 int g_dynamic_loads = 0;
+std::string g_loading_file; // the library file of the dynamic load under way
 
 // The package whose set-up is under way (between begin and end).
 struct PACKAGE_SETUP {
@@ -28,6 +31,18 @@ std::map<std::string, std::string>& known_packages()
 {
     static std::map<std::string, std::string> packages;
     return packages;
+}
+
+std::map<std::string, TTCL_PACKAGE_ORIGIN>& package_origins()
+{
+    static std::map<std::string, TTCL_PACKAGE_ORIGIN> origins;
+    return origins;
+}
+
+std::string real_path(const char* path)
+{
+    char resolved[PATH_MAX];
+    return realpath(path, resolved) ? resolved : path;
 }
 
 std::string short_name_of(const std::string& package_name)
@@ -120,7 +135,9 @@ int dynamic_load_command(ClientData, Tcl_Interp* interp, int objc, Tcl_Obj* cons
     for (Tcl_Obj* word : command)
         Tcl_IncrRefCount(word);
     ++g_dynamic_loads;
+    g_loading_file = real_path(Tcl_GetString(objv[1]));
     const int result = Tcl_EvalObjv(interp, 3, command, TCL_EVAL_GLOBAL);
+    g_loading_file.clear();
     --g_dynamic_loads;
     for (Tcl_Obj* word : command)
         Tcl_DecrRefCount(word);
@@ -212,9 +229,19 @@ void ttcl_begin_package_setup(const char* package_name, const char* version, con
     g_setup.library_name = library_name ? library_name : "";
     g_setup.function_prefix = function_prefix ? function_prefix : "";
     g_setup.unregister = unregister != 0;
-    if (!unregister)
+    if (!unregister) {
         g_setup.callbacks.clear();
+        package_origins()[g_setup.name] = {g_setup.name, g_setup.version, g_loading_file};
+    }
     known_packages()[short_name_of(g_setup.name)] = g_setup.name;
+}
+
+std::vector<TTCL_PACKAGE_ORIGIN> ttcl_package_origins()
+{
+    std::vector<TTCL_PACKAGE_ORIGIN> origins;
+    for (const auto& entry : package_origins())
+        origins.push_back(entry.second);
+    return origins;
 }
 
 void ttcl_register_callbacks(const TTCL_CALLBACK* callbacks)
@@ -260,6 +287,39 @@ int ttcl_package_require(Tcl_Interp* interp, const char* short_name, const char*
         return TCL_ERROR;
     }
     return TCL_OK;
+}
+
+bool ttcl_source_file(Tcl_Interp* interp, const std::string& file, const std::vector<std::string>& args,
+                      std::string* result)
+{
+    if (!interp) {
+        *result = file + ": no Tcl interpreter";
+        return false;
+    }
+    Tcl_Obj* argv = Tcl_NewListObj(0, nullptr);
+    for (const std::string& arg : args)
+        Tcl_ListObjAppendElement(nullptr, argv, Tcl_NewStringObj(arg.c_str(), int(arg.size())));
+    Tcl_SetVar2Ex(interp, "argv0", nullptr, Tcl_NewStringObj(file.c_str(), int(file.size())), TCL_GLOBAL_ONLY);
+    Tcl_SetVar2Ex(interp, "argv", nullptr, argv, TCL_GLOBAL_ONLY);
+    Tcl_SetVar2Ex(interp, "argc", nullptr, Tcl_NewIntObj(int(args.size())), TCL_GLOBAL_ONLY);
+    const bool done = Tcl_EvalFile(interp, file.c_str()) == TCL_OK;
+    *result = Tcl_GetStringResult(interp);
+    if (!done)
+        *result = file + " line " + std::to_string(Tcl_GetErrorLine(interp)) + ": " + *result;
+    return done;
+}
+
+Tcl_WideInt ttcl_dict_integer(Tcl_Interp* interp, const char* variable, const char* key)
+{
+    Tcl_Obj* dict = Tcl_GetVar2Ex(interp, variable, nullptr, TCL_GLOBAL_ONLY);
+    Tcl_Obj* name = Tcl_NewStringObj(key, -1);
+    Tcl_IncrRefCount(name);
+    Tcl_Obj* value = nullptr;
+    Tcl_WideInt integer = 0;
+    if (dict && Tcl_DictObjGet(nullptr, dict, name, &value) == TCL_OK && value)
+        Tcl_GetWideIntFromObj(nullptr, value, &integer);
+    Tcl_DecrRefCount(name);
+    return integer;
 }
 
 int ttcl_guarded_call(Tcl_Interp* interp, const std::function<int()>& body)

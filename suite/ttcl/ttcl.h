@@ -85,6 +85,23 @@ int ttcl_unregister_package(Tcl_Interp* interp);
 // `package require` by the package's short name ("pgmdq" for "::vexmoor::pgmdq").
 int ttcl_package_require(Tcl_Interp* interp, const char* short_name, const char* version, int exact, int quiet);
 
+// Runs a script file as tclsh runs its script, with argv0, argv and argc set. False on a Tcl
+// error, with "FILE line N: message" in *result; else the script's result.
+bool ttcl_source_file(Tcl_Interp* interp, const std::string& file, const std::vector<std::string>& args,
+                      std::string* result);
+
+// The integer under `key` of the dict that the global `variable` holds; 0 when there is none.
+Tcl_WideInt ttcl_dict_integer(Tcl_Interp* interp, const char* variable, const char* key);
+
+// A package set up through the binding: its name, its version and the library file it was loaded
+// from ("" when it is linked into the program).
+struct TTCL_PACKAGE_ORIGIN {
+    std::string name;
+    std::string version;
+    std::string file;
+};
+std::vector<TTCL_PACKAGE_ORIGIN> ttcl_package_origins();
+
 // Runs `body`; an internal error becomes TCL_ERROR with its text as the interpreter's result.
 int ttcl_guarded_call(Tcl_Interp* interp, const std::function<int()>& body);
 

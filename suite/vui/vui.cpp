@@ -1,10 +1,14 @@
 #include "vui.h"
 
+#include "tfcq.h"
+#include "ttcl.h"
+
 #include <QApplication>
 #include <QHeaderView>
 #include <QLabel>
 #include <QMenu>
 #include <QMenuBar>
+#include <QMessageBox>
 #include <QStatusBar>
 #include <QStyle>
 #include <QToolBar>
@@ -76,6 +80,13 @@ const STOCK_TOOLBAR STOCK_TOOLBARS[] = {
 
 } // namespace
 
+void vui_use_offscreen_without_display()
+{
+    if (qEnvironmentVariableIsEmpty("DISPLAY") && qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY") &&
+        qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
+        qputenv("QT_QPA_PLATFORM", "offscreen");
+}
+
 void VUI_QMENU::show_all_actions(QMenu* menu, const QList<QAction*>& actions, bool show)
 {
     if (!menu)
@@ -117,6 +128,10 @@ void VUI_FRAME_WND::create_stock_menus()
     connect(m_actions[VUI_ACTION_CLOSE], &QAction::triggered, this, &QWidget::close);
     connect(m_actions[VUI_ACTION_EXIT], &QAction::triggered, this, &QWidget::close);
     connect(m_actions[VUI_ACTION_MESSAGES], &QAction::triggered, this, &VUI_FRAME_WND::messages_requested);
+    connect(m_actions[VUI_ACTION_TCL_SCRIPTS], &QAction::triggered, this, &VUI_FRAME_WND::run_tcl_script);
+    connect(m_actions[VUI_ACTION_ABOUT], &QAction::triggered, this, &VUI_FRAME_WND::show_about);
+    // The host has no help system of its own; the README documents it.
+    m_actions[VUI_ACTION_HELP_CONTENTS]->setVisible(false);
     connect(m_actions[VUI_ACTION_STATUS_BAR], &QAction::toggled, this, [this](bool on) { statusBar()->setVisible(on); });
     connect(m_actions[VUI_ACTION_FULL_SCREEN], &QAction::toggled, this,
             [this](bool on) { on ? showFullScreen() : showNormal(); });
@@ -175,6 +190,34 @@ void VUI_FRAME_WND::save()
 {
     setWindowModified(false);
     m_actions[VUI_ACTION_SAVE]->setEnabled(false);
+}
+
+void VUI_FRAME_WND::run_tcl_script()
+{
+    TFCQ_FILE_DLG dialog(this, TFCQ_FILE_DLG::OPEN_EXISTING_FILE, tr("Tcl Scripts"), tr("Tcl Scripts (*.tcl)"));
+    if (dialog.exec() != QDialog::Accepted || dialog.selected_files().isEmpty())
+        return;
+    const std::string file = dialog.selected_files().first().toLocal8Bit().toStdString();
+    std::string result;
+    const bool done = ttcl_source_file(ttcl_get_interpreter(), file, {}, &result);
+    MSG_BASE* message = done ? static_cast<MSG_BASE*>(new MSG_I("Tcl script %1!s!/IVUI_TCL_SCRIPT"))
+                             : new MSG_E("Tcl script %1!s!/EVUI_TCL_SCRIPT");
+    message->fill_args(done ? file + " done: " + result : result);
+    msg_post(message);
+}
+
+void VUI_FRAME_WND::show_about()
+{
+    QString text = QApplication::applicationName();
+    for (const TTCL_PACKAGE_ORIGIN& package : ttcl_package_origins())
+        text += "\n\n" + tr("Tcl package %1 %2, loaded from %3")
+                            .arg(QString::fromStdString(package.name), QString::fromStdString(package.version),
+                                 package.file.empty() ? QApplication::applicationFilePath()
+                                                      : QString::fromLocal8Bit(package.file.c_str()));
+    auto* about = new QMessageBox(QMessageBox::Information, tr("About"), text, QMessageBox::Ok, this);
+    about->setObjectName("vui_about");
+    about->setAttribute(Qt::WA_DeleteOnClose);
+    about->open();
 }
 
 namespace {

@@ -78,6 +78,11 @@ enum VUI_ACTION_ENUM {
     VUI_ACTION_COUNT
 };
 
+// Without a display (neither DISPLAY nor WAYLAND_DISPLAY) and with no platform chosen, windows are
+// drawn offscreen, so that scripted runs work on machines without a screen. Called before the
+// application object is made.
+void vui_use_offscreen_without_display();
+
 namespace VUI_QMENU {
 // Shows or hides every given action of the menu.
 void show_all_actions(QMenu* menu, const QList<QAction*>& actions, bool show);
@@ -119,6 +124,11 @@ signals:
 protected slots:
     // The stock Save action: the frame's data is saved by its owner; the frame is clean again.
     virtual void save();
+    // Tools > Tcl Scripts...: runs a chosen script in the host's interpreter; the outcome goes to
+    // the message window.
+    void run_tcl_script();
+    // Help > About: the application and the Tcl packages it runs, with where each was loaded from.
+    void show_about();
 
 private:
     void create_stock_menus();

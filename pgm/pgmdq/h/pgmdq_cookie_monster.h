@@ -4,6 +4,7 @@
 
 #include <QList>
 #include <QString>
+#include <QStringList>
 #include <QWidget>
 
 #include <cstdint>
@@ -12,11 +13,14 @@
 
 class PGMD_CM_MANAGER;
 class PGMDQ_CM_AUTO_CHAIN;
+class PGMDQ_PROCESS_DLG;
 class QComboBox;
 class QGraphicsView;
+class QLabel;
 class QLineEdit;
 class QListWidget;
 class QPushButton;
+struct PGMDQ_JUNIT_SUITE;
 
 // Colour codes of the command list's lines.
 enum PGMDQ_CMD_LIST_COLOR : unsigned {
@@ -57,6 +61,33 @@ public:
     bool execute_test();
     int determine_hardware();
 
+    // Binds a cable by its hardware handle (0: none) as the "..." buttons do after their dialog;
+    // false, with "No hardware" shown, when the engine refuses it.
+    bool set_hardware(bool dut, unsigned hardware);
+    // Appends the test commands of a saved batch, each validated as "Create Test" validates its
+    // own; every other line is posted with its reason and returned, except the processes and
+    // results of an earlier run, which are counted in one message. False, with the reason posted,
+    // when the file cannot be read.
+    struct BATCH_LINE_PROBLEM {
+        int line_number;
+        QString text;
+        QString reason;
+    };
+    bool load_batch(const std::string& path, std::vector<BATCH_LINE_PROBLEM>* problems);
+    // "Run Test" with the process dialog answered as asked instead of by the user; the suite's
+    // results of the run, one test case per command line, its time measured.
+    PGMDQ_JUNIT_SUITE run_unattended(bool skip_flash, bool skip_engine, const std::string& suite_name);
+
+    // The verdict of one test of the last run, with its detail lines.
+    struct TEST_RESULT {
+        QString verdict;
+        bool passed;
+        QStringList details;
+    };
+    // The list's text, every line; its test command lines.
+    std::vector<std::string> list_lines() const;
+    QStringList command_lines() const;
+
 protected:
     void resizeEvent(QResizeEvent* event) override;
 
@@ -73,17 +104,41 @@ private slots:
     void on_delete_test();
     void on_run_test();
     void on_list_change();
+    void on_load_batch();
 
 private:
+    static const char* const RESULT_DETAIL_PREFIX;
+    // Bits of m_hardware_flags.
+    static const std::uint8_t DUT_HARDWARE_FLAG = 1;
+    static const std::uint8_t COOKIE_HARDWARE_FLAG = 2;
+    static const std::uint8_t BOTH_HARDWARE_FLAGS = DUT_HARDWARE_FLAG | COOKIE_HARDWARE_FLAG;
+
     struct OPTION;
     const OPTION& option(unsigned which) const;
     void populate_option(const OPTION& option);
     unsigned get_selected_option(const OPTION& option);
     void take_selected_option(const OPTION& option);
-    std::vector<std::string> list_lines() const;
+    static bool is_command_line(const QString& text);
+    static bool is_run_output(const QString& text);
     void delete_item(int row);
-    void add_command_line(unsigned scheme_row, unsigned vccpgm_row, unsigned flash_row, unsigned freq_row);
+    // A test case: the DUT's database row and the row of each option (scheme, VCCPGM, memory
+    // storage, clock) in its list.
+    struct CASE_ROWS {
+        unsigned dut;
+        unsigned options[4];
+    };
+    bool is_valid_for_dut(unsigned dut_index, unsigned scheme, unsigned vccpgm, unsigned flash, unsigned freq);
+    QString invalid_option_text(const CASE_ROWS& rows, unsigned which);
+    QString test_case_problem(const CASE_ROWS& rows);
+    void expand_test_cases(const unsigned* selected, unsigned which, CASE_ROWS* rows);
+    QString command_line_problem(const QString& line, CASE_ROWS* rows);
+    void add_command_line(const CASE_ROWS& rows);
+    void post_batch_problems(const std::string& path, const std::vector<BATCH_LINE_PROBLEM>& problems,
+                             unsigned run_output_lines);
+    int exec_process_dialog(PGMDQ_PROCESS_DLG& dialog);
+    void show_result_counts();
     void create_layout();
+    void connect_controls();
 
     QComboBox* m_dut_combo;
     QPushButton* m_claim_button;
@@ -104,6 +159,8 @@ private:
     QPushButton* m_save_msg_button;
     QPushButton* m_delete_button;
     QPushButton* m_run_button;
+    QPushButton* m_load_batch_button;
+    QLabel* m_result_counts_label;
     PGMD_CM_MANAGER* m_manager;
     bool m_populating;
     unsigned m_dut_index;
@@ -114,4 +171,11 @@ private:
     std::uint8_t m_hardware_flags;
     bool m_skip_flash;
     bool m_skip_engine;
+    // Set while an unattended run answers the process dialog: the two skip choices.
+    struct PROCESS_ANSWER {
+        bool skip_flash;
+        bool skip_engine;
+    };
+    const PROCESS_ANSWER* m_process_answer;
+    std::vector<TEST_RESULT> m_results;
 };

@@ -95,6 +95,18 @@
         <source>Text Files (*.txt)</source>
         <translation type="unfinished"></translation>
     </message>
+    <message>
+        <source>Load Batch</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>%1 passed, %2 failed</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Load batch</source>
+        <translation type="unfinished"></translation>
+    </message>
 </context>
 <context>
     <name>PGMDQ_DEBUG_WAVEFORM_VIEWER</name>
