@@ -107,11 +107,19 @@ struct PGMDQ_POF_CHECKER_TEST_ACCESS {
     void clear_log() { checker.m_msg_list->clear(); }
     int log_count() const { return checker.m_msg_list->count(); }
     std::string last_log() const { return log().back(); }
-    std::vector<std::string> log() const
+    // The check's lines up to its summary, and the summary.
+    std::vector<std::string> log() const { return log_part(false); }
+    std::vector<std::string> summary() const { return log_part(true); }
+    std::vector<std::string> log_part(bool summary) const
     {
         std::vector<std::string> lines;
-        for (int row = 0; row < checker.m_msg_list->count(); ++row)
-            lines.push_back(checker.m_msg_list->item(row)->text().toStdString());
+        bool in_summary = false;
+        for (int row = 0; row < checker.m_msg_list->count(); ++row) {
+            const std::string line = checker.m_msg_list->item(row)->text().toStdString();
+            in_summary = in_summary || line.rfind("Info: Summary: ", 0) == 0;
+            if (in_summary == summary)
+                lines.push_back(line);
+        }
         return lines;
     }
 };

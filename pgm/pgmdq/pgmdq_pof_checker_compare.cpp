@@ -5,6 +5,8 @@
 
 #include <QCheckBox>
 
+#include <algorithm>
+
 using namespace pgmdq_pof;
 
 // ---------------------------------------------------------------------------------------------
@@ -147,7 +149,22 @@ bool PGMDQ_POF_CHECKER::compare_section(const PGM_PCF_TREE_ELEMENT& section, uns
         write_result(debug_base + "_icdcore_" + number + ".rbf", icd_core_data.get(), byte_size);
         write_result(debug_base + "_pgmcore_" + number + ".rbf", pgm_core_data.get(), byte_size);
     }
-    return std::memcmp(output + pgm_cmp_start_index, icd + icd_cmp_start_index, byte_size) == 0;
+    const auto mismatch = std::mismatch(output + pgm_cmp_start_index, output + pgm_cmp_end_index, icd + icd_cmp_start_index);
+    if (mismatch.first == output + pgm_cmp_end_index)
+        return true;
+    note_first_difference(section, size_t(mismatch.first - output));
+    return false;
+}
+
+// Where the bit streams of the SOF under comparison first differ, for the check's summary.
+void PGMDQ_POF_CHECKER::note_first_difference(const PGM_PCF_TREE_ELEMENT& section, size_t byte)
+{
+    if (!m_first_difference.empty())
+        return;
+    const size_t first_frame_bit = section.get_frame_count() ? section.get_frame_start_bit(0) : byte * 8;
+    const size_t frame = section.get_frame_bits() ? (byte * 8 - std::min(byte * 8, first_frame_bit)) / section.get_frame_bits() : 0;
+    m_first_difference = "the bit streams first differ at byte " + std::to_string(byte) + " (frame " +
+                         std::to_string(frame) + ", section type " + std::to_string(section.get_type()) + ")";
 }
 
 // Copies the element's bit vectors into the output one after another and compares each
@@ -218,6 +235,7 @@ void PGMDQ_POF_CHECKER::modify_crc_pgm_rbf(PGM_CHAIN_ELEMENT* element, std::stri
         bitstream_size += vector.get_bit_size() / 8;
     PGMDQ_ASSERT(bitstream_size == (size - extra));
     std::vector<unsigned char> output(size, 0);
+    m_first_difference.clear();
     const bool passed = compare_sections(element, output, icd, sof_path, f2p_constants->m_cb_data_width);
 
     write_result(output_path, output.data(), size);
@@ -225,6 +243,10 @@ void PGMDQ_POF_CHECKER::modify_crc_pgm_rbf(PGM_CHAIN_ELEMENT* element, std::stri
         update_msg(PGMDQ_MSG_TYPE_INFO, POF_CHECK_PASS_INDICATOR + sof_path);
     else
         update_msg(PGMDQ_MSG_TYPE_POF_ERROR, POF_CHECK_FAIL_INDICATOR + sof_path);
+    if (PGMDQ_POF_DESIGN* design = find_design(sof_path)) {
+        design->outcome = passed ? PGMDQ_POF_DESIGN::PASSED : PGMDQ_POF_DESIGN::FAILED;
+        design->note = m_first_difference;
+    }
 }
 
 // Results are written whole or not at all, and never through a symbolic link; a failure is told.

@@ -129,7 +129,8 @@ bool PGMDQ_POF_CHECKER::logged_in(int exit_status, const std::string& host)
     for (const LOGIN_FAILURE& failure : LOGIN_FAILURES) {
         if (failure.exit_status != exit_status)
             continue;
-        report_path("login:" + host, host + failure.text, PGMDQ_MSG_TYPE_ERROR);
+        m_login_failure = host + failure.text;
+        report_path("login:" + host, m_login_failure, PGMDQ_MSG_TYPE_ERROR);
         m_login_failed = true;
         return false;
     }

@@ -66,6 +66,8 @@ void PGMDQ_POF_CHECKER::on_pof_check()
     m_skip_dat = !m_regression && m_skip_dat_check->isChecked();
     m_skip_icd_rbf = !m_regression && m_skip_icd_rbf_check->isChecked();
     m_reported_paths.clear();
+    m_designs.clear();
+    m_die_times.clear();
 
     // However the run ends, no worker batch, no generated script (the log-in scripts carry the
     // password) and no temporary file outlives it.
@@ -98,6 +100,7 @@ void PGMDQ_POF_CHECKER::on_pof_check()
         check_personal();
     if (thr_runs_cancelled())
         wind_down_cancelled_check();
+    log_summary();
 }
 
 // The commands are ended; what the die under check was given half-made goes with the batch.
@@ -125,13 +128,21 @@ unsigned PGMDQ_POF_CHECKER::count_regression_dies()
 }
 
 // The busy dialog says which die is under check and how many of the run's dies are through.
-void PGMDQ_POF_CHECKER::show_progress(const std::string& die)
+void PGMDQ_POF_CHECKER::begin_die(const std::string& label)
 {
+    m_die_label = label;
+    m_die_clock.start();
     if (m_busy)
         m_busy->set_progress(tr("Checking %1 - %2 of %3 dies done")
-                                 .arg(pgmdq_from_local8(die))
+                                 .arg(pgmdq_from_local8(label))
                                  .arg(m_dies_done)
                                  .arg(m_dies_total));
+}
+
+void PGMDQ_POF_CHECKER::end_die()
+{
+    m_die_times.push_back({m_die_label, m_die_clock.elapsed() / 1000.0});
+    ++m_dies_done;
 }
 
 // Every ready family under the test directory; the first family that fails ends the run.
@@ -178,11 +189,11 @@ void PGMDQ_POF_CHECKER::check_personal()
 // One personal directory; a failing step only ends this directory.
 void PGMDQ_POF_CHECKER::check_personal_dir()
 {
-    show_progress(m_die_dir);
+    begin_die(m_die_dir);
     check_personal_steps();
     delete_thread_batch();
     remove_work_folders();
-    ++m_dies_done;
+    end_die();
 }
 
 void PGMDQ_POF_CHECKER::check_personal_steps()
@@ -226,7 +237,7 @@ bool PGMDQ_POF_CHECKER::check_family_pof(std::string family)
             continue;
         }
         m_die_index = row;
-        show_progress(PGMDQ_POF_FAMILY_LIST[m_family_index].display_name + " " + die.die);
+        begin_die(PGMDQ_POF_FAMILY_LIST[m_family_index].display_name + " " + die.die);
         if (PGMDQ_POF_FAMILY_LIST[m_family_index].has_rif && !check_rif()) {
             last_die = walking = false;
         } else if (check_die_pof(family, die.die, cont)) {
@@ -236,7 +247,7 @@ bool PGMDQ_POF_CHECKER::check_family_pof(std::string family)
         } else {
             last_die = false;
         }
-        ++m_dies_done;
+        end_die();
     }
     PGMDQ_ASSERT(found);
     return last_die;
@@ -290,6 +301,7 @@ bool PGMDQ_POF_CHECKER::check_sof()
         return false;
     }
     m_login_failed = false;
+    register_designs();
     remove_stale_scripts();
 
     // The unpacked copies are named from the work directory, as the sites' scripts always did.
@@ -312,6 +324,11 @@ bool PGMDQ_POF_CHECKER::check_sof()
         }
     }
     unzip_sofs(script, unsigned(unpacked.size()));
+    for (unsigned i = 0; i < m_sof_size; ++i)
+        if (is_gzip(m_sof_files[i].fullpath))
+            find_design(m_sof_files[i].fullpath)->note =
+                m_regression ? "stored compressed, which a regression leaves as it is: no image is made of it"
+                             : "stored compressed and could not be unpacked";
     // What was not moved into place (in a regression the copies are not found) goes with the step.
     for (const std::string& copy : unpacked)
         if (is_regular_file(copy))

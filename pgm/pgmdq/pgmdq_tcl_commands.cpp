@@ -31,6 +31,18 @@ const OPTION_WORD OPTION_WORDS[] = {
     {PGMDQ_TCL_OPTION_SKIP_ENGINE, "skip-engine", nullptr},
     {PGMDQ_TCL_OPTION_LOG, "log", "FILE"},
     {PGMDQ_TCL_OPTION_JUNIT, "junit", "FILE"},
+    {PGMDQ_TCL_OPTION_USER, "user", "NAME"},
+    {PGMDQ_TCL_OPTION_PASSWORD_ENV, "password-env", "VAR"},
+    {PGMDQ_TCL_OPTION_FAMILY, "family", "F"},
+    {PGMDQ_TCL_OPTION_DIE, "die", "D"},
+    {PGMDQ_TCL_OPTION_DIRECTORY, "directory", "DIR"},
+    {PGMDQ_TCL_OPTION_RECURSIVE, "recursive", nullptr},
+    {PGMDQ_TCL_OPTION_SKIP_IMG, "skip-img", nullptr},
+    {PGMDQ_TCL_OPTION_SKIP_DAT, "skip-dat", nullptr},
+    {PGMDQ_TCL_OPTION_SKIP_ICD_RBF, "skip-icd-rbf", nullptr},
+    {PGMDQ_TCL_OPTION_DEBUG_FILE, "debug-file", nullptr},
+    {PGMDQ_TCL_OPTION_SITE, "site", "nv|rk"},
+    {PGMDQ_TCL_OPTION_MAIL, "mail", nullptr},
 };
 
 const PGMDQ_TCL_ARGUMENT KIOPRU_RUN_ARGUMENTS[] = {
@@ -44,9 +56,29 @@ const PGMDQ_TCL_ARGUMENT KIOPRU_RUN_ARGUMENTS[] = {
     {0, 0, nullptr},
 };
 
+const PGMDQ_TCL_ARGUMENT POF_CHECK_ARGUMENTS[] = {
+    {PGMDQ_TCL_OPTION_USER, PGMDQ_TCL_REQUIRED, "the account on the build hosts"},
+    {PGMDQ_TCL_OPTION_PASSWORD_ENV, PGMDQ_TCL_REQUIRED, "the environment variable that holds its password"},
+    {PGMDQ_TCL_OPTION_FAMILY, PGMDQ_TCL_OPTIONAL, "with -die: check that die only"},
+    {PGMDQ_TCL_OPTION_DIE, PGMDQ_TCL_OPTIONAL, "with -family: check that die only"},
+    {PGMDQ_TCL_OPTION_DIRECTORY, PGMDQ_TCL_OPTIONAL, "with -family and -die: a personal test of DIR below the data root"},
+    {PGMDQ_TCL_OPTION_RECURSIVE, PGMDQ_TCL_OPTIONAL, "check each sub-directory of -directory"},
+    {PGMDQ_TCL_OPTION_SKIP_IMG, PGMDQ_TCL_OPTIONAL, "skip IMG generation (personal test)"},
+    {PGMDQ_TCL_OPTION_SKIP_DAT, PGMDQ_TCL_OPTIONAL, "skip DAT generation (personal test)"},
+    {PGMDQ_TCL_OPTION_SKIP_ICD_RBF, PGMDQ_TCL_OPTIONAL, "skip ICD RBF generation (personal test)"},
+    {PGMDQ_TCL_OPTION_DEBUG_FILE, PGMDQ_TCL_OPTIONAL, "write the per-frame debug files"},
+    {PGMDQ_TCL_OPTION_SITE, PGMDQ_TCL_OPTIONAL, "the test site (default rk)"},
+    {PGMDQ_TCL_OPTION_LOG, PGMDQ_TCL_OPTIONAL, "write the log lines to FILE"},
+    {PGMDQ_TCL_OPTION_JUNIT, PGMDQ_TCL_OPTIONAL, "write the results as JUnit XML to FILE"},
+    {PGMDQ_TCL_OPTION_MAIL, PGMDQ_TCL_OPTIONAL, "mail the log to the bench team"},
+    {0, 0, nullptr},
+};
+
 const PGMDQ_TCL_COMMAND PGMDQ_TCL_COMMANDS[] = {
     {"kiopru_run", "Runs every test command of a saved Kiopru batch on the bench.", KIOPRU_RUN_ARGUMENTS,
      pgmdq_kiopru_run},
+    {"pof_check", "Checks a release's designs (every ready family, one die or one directory).", POF_CHECK_ARGUMENTS,
+     pgmdq_pof_check},
 };
 
 const char* const TOTALS_VARIABLE = "::vexmoor::pgmdq::totals";

@@ -6,9 +6,11 @@
 
 #include "fio.h"
 #include "gen.h"
+#include "pgmdq_miscellaneous_junit.h"
 #include "pgmdq_msgs.h"
 #include "thr.h"
 
+#include <QElapsedTimer>
 #include <QMutex>
 #include <QThread>
 #include <QWidget>
@@ -147,6 +149,38 @@ struct PGMDQ_POF_SOF_FILE {
     bool done = false;  // its image and DAT steps are through
 };
 
+// What a check found for one design: its die, and its verdict or why it has none.
+struct PGMDQ_POF_DESIGN {
+    enum OUTCOME { PASSED, FAILED, NO_VERDICT };
+
+    std::string die;  // "Calder 5 C5D4", or the directory of a personal test
+    std::string sof;  // full path
+    OUTCOME outcome = NO_VERDICT;
+    std::string note;  // where a failed design's bit streams first differ, or why there is no verdict
+};
+
+// A check asked for without the panel's clicks: the fields a user would fill in.
+struct PGMDQ_POF_CHECK_REQUEST {
+    std::string user;
+    std::string password;
+    std::string family;     // with `die`: a personal test of that die (of the release, or of `directory`)
+    std::string die;
+    std::string directory;  // below the site's data root, as the panel's directory field takes it
+    bool recursive = false;
+    bool skip_img = false;
+    bool skip_dat = false;
+    bool skip_icd_rbf = false;
+    bool debug_file = false;
+    bool nv_site = false;
+    bool mail = false;
+};
+
+// How long the check of one die took.
+struct PGMDQ_POF_DIE_TIME {
+    std::string die;
+    double seconds;
+};
+
 class PGMDQ_POF_CHECKER : public QWidget {
     Q_OBJECT
 public:
@@ -155,6 +189,16 @@ public:
 
     void on_init();
     unsigned get_index(bool family);
+
+    // The last check's designs and dies, for its summary and for unattended runs.
+    const std::vector<PGMDQ_POF_DESIGN>& designs() const { return m_designs; }
+    const std::vector<PGMDQ_POF_DIE_TIME>& die_times() const { return m_die_times; }
+    // The log lines that name a design (its SOF or any file made from it).
+    std::vector<std::string> design_lines(const PGMDQ_POF_DESIGN& design) const;
+    std::vector<std::string> log_lines() const;
+    std::vector<PGMDQ_JUNIT_SUITE> junit_suites() const;
+    // Fills in the panel and presses "Check"; false with the reason when the check could not run.
+    bool run_unattended(const PGMDQ_POF_CHECK_REQUEST& request, std::string* error);
     void update_msg(PGMDQ_MSG_TYPE type, std::string text);
 
     // Paths, shell and worker threads.
@@ -248,7 +292,13 @@ private:
     void check_personal_dir();
     void wind_down_cancelled_check();
     unsigned count_regression_dies();
-    void show_progress(const std::string& die);
+    void begin_die(const std::string& label);
+    void end_die();
+    void register_designs();
+    PGMDQ_POF_DESIGN* find_design(const std::string& sof);
+    void log_summary();
+    std::string missing_verdict_reason(const PGMDQ_POF_DESIGN& design) const;
+    bool choose_die(const std::string& family, const std::string& die, std::string* error);
     void check_personal_steps();
     bool name_is_free(const std::string& path);
     void report_links(const std::string& dir, const QStringList& patterns);
@@ -281,6 +331,7 @@ private:
     bool compare_section(const PGM_PCF_TREE_ELEMENT& section, unsigned char* output, const unsigned char* icd,
                          size_t output_index, unsigned cb_data_width, const std::string& debug_base,
                          unsigned core_number);
+    void note_first_difference(const PGM_PCF_TREE_ELEMENT& section, size_t byte);
     void patch_frame(unsigned type, unsigned char* output, const unsigned char* icd, size_t base, unsigned frame_bits,
                      unsigned cb_data_width);
 
@@ -341,4 +392,10 @@ private:
     // this run.
     std::set<std::string> m_reported_paths;
     bool m_login_failed;  // a log-in of the die under check failed: the die stops there
+    std::vector<PGMDQ_POF_DESIGN> m_designs;
+    std::vector<PGMDQ_POF_DIE_TIME> m_die_times;
+    std::string m_die_label;         // the die under check, as the summary names it
+    QElapsedTimer m_die_clock;
+    std::string m_first_difference;  // of the SOF being compared
+    std::string m_login_failure;     // the last failed log-in of the check, as the log tells it
 };

@@ -21,6 +21,18 @@ enum PGMDQ_TCL_OPTION {
     PGMDQ_TCL_OPTION_SKIP_ENGINE,
     PGMDQ_TCL_OPTION_LOG,
     PGMDQ_TCL_OPTION_JUNIT,
+    PGMDQ_TCL_OPTION_USER,
+    PGMDQ_TCL_OPTION_PASSWORD_ENV,
+    PGMDQ_TCL_OPTION_FAMILY,
+    PGMDQ_TCL_OPTION_DIE,
+    PGMDQ_TCL_OPTION_DIRECTORY,
+    PGMDQ_TCL_OPTION_RECURSIVE,
+    PGMDQ_TCL_OPTION_SKIP_IMG,
+    PGMDQ_TCL_OPTION_SKIP_DAT,
+    PGMDQ_TCL_OPTION_SKIP_ICD_RBF,
+    PGMDQ_TCL_OPTION_DEBUG_FILE,
+    PGMDQ_TCL_OPTION_SITE,
+    PGMDQ_TCL_OPTION_MAIL,
 };
 
 enum PGMDQ_TCL_ARGUMENT_FLAG {
@@ -58,3 +70,4 @@ const TTCL_CALLBACK* pgmdq_tcl_command_callbacks();
 
 // The commands' run functions, each beside its panel.
 bool pgmdq_kiopru_run(const TTCL_ARGS& args, PGMDQ_TCL_RESULT* result, std::string* error);
+bool pgmdq_pof_check(const TTCL_ARGS& args, PGMDQ_TCL_RESULT* result, std::string* error);
