@@ -791,7 +791,7 @@ void PGMDQ_DEBUG_NAMES_VIEW::drawBackground(QPainter* painter, const QRectF& rec
 PGMDQ_DEBUG_WAVEFORM_RULER::PGMDQ_DEBUG_WAVEFORM_RULER(PGMDQ_DEBUG_WAVEFORM_WIDGET* owner)
     : QWidget(owner), m_owner(owner)
 {
-    setMouseTracking(false);
+    setMouseTracking(true);
     setToolTip(tr("Drag to zoom to a range; click to place the primary cursor, Shift+click the secondary"));
 }
 
