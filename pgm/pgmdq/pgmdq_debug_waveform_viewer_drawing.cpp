@@ -309,8 +309,44 @@ void PGMDQ_DEBUG_WAVE_ITEM::paint(QPainter* painter, const QStyleOptionGraphicsI
     painter->restore();
 }
 
+// Zoomed out, pixel columns in which a row changes more than once: a run of neighbouring such
+// columns is one solid band between the row's levels, which is what a stroke per column gives.
+class PGMDQ_DEBUG_DENSE_COLUMNS {
+public:
+    void add(int column)
+    {
+        if (column == m_last + 1 || column == m_last) {
+            m_last = column;
+            return;
+        }
+        flush();
+        m_first = m_last = column;
+    }
+    void flush()
+    {
+        if (m_first <= m_last)
+            m_runs.append({m_first, m_last});
+        m_first = 0;
+        m_last = -2;
+    }
+    void fill(QPainter* painter, const QColor& colour, double top_y, double bottom_y)
+    {
+        flush();
+        const int top = int(std::floor(top_y));
+        const int height = int(std::floor(bottom_y)) - top + 1;
+        for (const auto& run : m_runs)
+            painter->fillRect(QRect(run.first, top, run.second - run.first + 1, height), colour);
+    }
+
+private:
+    int m_first = 0;
+    int m_last = -2;
+    QVector<QPair<int, int>> m_runs;
+};
+
 // The Part's square wave over samples `first` to `last`, in device coordinates: level 0 high, 20
-// low, a vertical line at each change; a pixel column with several changes is one full stroke.
+// low, a vertical line at each change. From one sample per pixel up it is the Part's path point
+// for point; further out a pixel column with several changes is one full stroke.
 void PGMDQ_DEBUG_WAVE_ITEM::paint_line(QPainter* painter, const DEVICE& device, std::uint32_t first,
                                        std::uint32_t last) const
 {
@@ -318,15 +354,14 @@ void PGMDQ_DEBUG_WAVE_ITEM::paint_line(QPainter* painter, const DEVICE& device, 
     const std::vector<std::uint32_t>& changes = trace.row(m_row).changes;
     const double high_y = device.y(0);
     const double low_y = device.y(GEOMETRY::LINE_LOW_Y);
+    const std::uint32_t end = std::min(last + 1, trace.depth());
     std::size_t k = std::size_t(std::upper_bound(changes.begin(), changes.end(), first) - changes.begin());
     bool high = (trace.value(m_row, first) & 1) != 0;
 
-    QVector<QPointF> points;
-    points.reserve(int(std::min<std::size_t>(changes.size() - k, 4096) * 3 + 2));
-    points.append(QPointF(device.x(first), high ? high_y : low_y));
     if (device.pixels_per_sample >= 1) {
-        // A sample or more per pixel: the Part's path point for point, a line per sample.
-        const std::uint32_t end = std::min(last + 1, trace.depth());
+        QVector<QPointF> points;
+        points.reserve(int(end - first) + 2 * int(std::min<std::size_t>(changes.size() - k, end - first)) + 1);
+        points.append(QPointF(device.x(first), high ? high_y : low_y));
         for (std::uint32_t i = first; i < end; ++i) {
             if (i > first && k < changes.size() && changes[k] == i) {
                 high = !high;
@@ -338,42 +373,59 @@ void PGMDQ_DEBUG_WAVE_ITEM::paint_line(QPainter* painter, const DEVICE& device, 
         draw_polyline(painter, points);
         return;
     }
+
+    QVector<QLineF> lines;
+    PGMDQ_DEBUG_DENSE_COLUMNS dense;
+    double from_x = device.x(first);
     while (k < changes.size() && changes[k] <= last) {
         const std::size_t column_end = device.column_end(changes, k);
         const double x = device.x(changes[k]);
+        const double y = high ? high_y : low_y;
+        lines.append(QLineF(from_x, y, x, y));
         const bool after = (trace.value(m_row, changes[column_end - 1]) & 1) != 0;
-        points.append(QPointF(x, high ? high_y : low_y));
-        points.append(QPointF(x, high ? low_y : high_y));
-        if (after == high)
-            points.append(QPointF(x, high ? high_y : low_y));
+        if (column_end - k == 1)
+            lines.append(QLineF(x, y, x, after ? high_y : low_y));
+        else
+            dense.add(int(std::floor(x)));
         high = after;
+        from_x = x;
         k = column_end;
     }
-    const std::uint32_t end = std::min(last + 1, trace.depth());
-    points.append(QPointF(device.x(end), high ? high_y : low_y));
-    draw_polyline(painter, points);
+    const double y = high ? high_y : low_y;
+    lines.append(QLineF(from_x, y, device.x(end), y));
+    painter->drawLines(lines);
+    dense.fill(painter, m_colour, high_y, low_y);
 }
 
 // The Part's bus over samples `first` to `last`, in device coordinates: two rails at 0 and 26
 // crossing in an X three scene units wide at each change, and each run's value centred in it
-// where it fits (the text at its own size, whatever the zoom).
+// where it fits (the text at its own size, whatever the zoom). From one sample per pixel up the
+// rails are the Part's paths point for point; further out a pixel column with several changes is
+// one full stroke.
 void PGMDQ_DEBUG_WAVE_ITEM::paint_bus(QPainter* painter, const DEVICE& device, std::uint32_t first,
                                       std::uint32_t last) const
 {
     const PGMDQ_DEBUG_WAVE_TRACE& trace = *m_trace;
     const std::vector<std::uint32_t>& changes = trace.row(m_row).changes;
     const double half = GEOMETRY::BUS_CROSSING_HALF_WIDTH * device.sx;
-    double upper_y = device.y(0);
-    double lower_y = device.y(GEOMETRY::BUS_LOWER_RAIL_Y);
+    const double top_y = device.y(0);
+    const double bottom_y = device.y(GEOMETRY::BUS_LOWER_RAIL_Y);
+    double upper_y = top_y;
+    double lower_y = bottom_y;
     std::size_t k = std::size_t(std::upper_bound(changes.begin(), changes.end(), first) - changes.begin());
+    const bool zoomed_in = device.pixels_per_sample >= 1;
 
     QVector<QPointF> upper;
     QVector<QPointF> lower;
-    const int expected = int(std::min<std::size_t>(changes.size() - k, 4096) * 3 + 2);
-    upper.reserve(expected);
-    lower.reserve(expected);
-    upper.append(QPointF(device.x(first), upper_y));
-    lower.append(QPointF(device.x(first), lower_y));
+    QVector<QLineF> crossings;
+    PGMDQ_DEBUG_DENSE_COLUMNS dense;
+    if (zoomed_in) {
+        const int expected = int(std::min<std::size_t>(changes.size() - k, last - first + 1)) * 3 + 2;
+        upper.reserve(expected);
+        lower.reserve(expected);
+        upper.append(QPointF(device.x(first), upper_y));
+        lower.append(QPointF(device.x(first), lower_y));
+    }
 
     struct TEXT {
         QPointF baseline;
@@ -398,24 +450,23 @@ void PGMDQ_DEBUG_WAVE_ITEM::paint_bus(QPainter* painter, const DEVICE& device, s
         const std::size_t column_end = device.column_end(changes, k);
         const double x = device.x(changes[k]);
         label(run_start, changes[k]);
-        upper.append(QPointF(x - half, upper_y));
-        lower.append(QPointF(x - half, lower_y));
-        upper.append(QPointF(x + half, lower_y));
-        lower.append(QPointF(x + half, upper_y));
-        if ((column_end - k) % 2 == 0) {
-            // An even number of changes in one column: back to where the rails were.
-            upper.append(QPointF(x + half, upper_y));
-            lower.append(QPointF(x + half, lower_y));
-        } else {
+        if (zoomed_in) {
+            upper.append(QPointF(x - half, upper_y));
+            lower.append(QPointF(x - half, lower_y));
+            upper.append(QPointF(x + half, lower_y));
+            lower.append(QPointF(x + half, upper_y));
             std::swap(upper_y, lower_y);
+        } else if (column_end - k == 1) {
+            crossings.append(QLineF(x - half, top_y, x + half, bottom_y));
+            crossings.append(QLineF(x - half, bottom_y, x + half, top_y));
+        } else {
+            dense.add(int(std::floor(x)));
         }
         run_start = changes[column_end - 1];
         k = column_end;
     }
     label(run_start, k < changes.size() ? changes[k] : trace.depth());
     const double end = last + 1 >= trace.depth() ? device.x(trace.depth()) - half : device.x(last + 1);
-    upper.append(QPointF(end, upper_y));
-    lower.append(QPointF(end, lower_y));
 
     // The Part adds each label before the rails: the rails are drawn over them.
     if (!texts.isEmpty()) {
@@ -426,8 +477,18 @@ void PGMDQ_DEBUG_WAVE_ITEM::paint_bus(QPainter* painter, const DEVICE& device, s
             painter->drawText(text.baseline, text.text);
         painter->restore();
     }
-    draw_polyline(painter, upper);
-    draw_polyline(painter, lower);
+    if (zoomed_in) {
+        upper.append(QPointF(end, upper_y));
+        lower.append(QPointF(end, lower_y));
+        draw_polyline(painter, upper);
+        draw_polyline(painter, lower);
+        return;
+    }
+    // Zoomed out the two rails run at both levels all along; only the crossings mark the changes.
+    crossings.append(QLineF(device.x(first), top_y, end, top_y));
+    crossings.append(QLineF(device.x(first), bottom_y, end, bottom_y));
+    painter->drawLines(crossings);
+    dense.fill(painter, m_colour, top_y, bottom_y);
 }
 
 // --- The scenes ---
