@@ -188,7 +188,7 @@ public:
     PGMDQ_DEBUG_WAVEFORM_WIDGET& widget() { return m_widget; }
     const std::vector<std::uint64_t>& samples() const { return m_samples; }
 
-    // Zoom 0: the Part's 1:1; 2: fully zoomed out; 1: halfway between, on a log scale.
+    // Zoom 0: 1:1; 2: fully zoomed out; 1: halfway between, on a log scale.
     void zoom(int level)
     {
         const double fit = m_widget.min_zoom();

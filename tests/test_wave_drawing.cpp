@@ -1,6 +1,6 @@
-// Drawing a trace: the rows' places and colours, one wave item per row holding the Part's paths
+// Drawing a trace: the rows' places and colours, one wave item per row holding the classic paths
 // and labels, bus labels only where they fit, the scenes' sizes, the internal errors of the
-// drawing calls; and what the items paint: pixel for pixel the Part's drawing (path items built
+// drawing calls; and what the items paint: pixel for pixel the classic drawing (path items built
 // sample by sample, text items for the labels) at 1:1, and every edge still visible zoomed out.
 #include "pgmdq_debug_waveform_viewer.h"
 
@@ -50,7 +50,7 @@ QPen thin_pen(const QColor& colour)
     return pen;
 }
 
-// The Part's drawing of the debug IP's trace, literally: per row a path built sample by sample
+// The classic drawing of the debug IP's trace, literally: per row a path built sample by sample
 // (a line per sample, a vertical line at each level change; two rails crossing in an X for a
 // bus) as QGraphicsPathItems at the row's top, and each bus value that fits its segment as a
 // white QGraphicsTextItem centred in it.
@@ -257,7 +257,7 @@ private slots:
         QVERIFY(red > 100);
     }
 
-    // At the views' 1:1 scale the items paint what the Part's path and text items paint.
+    // At the views' 1:1 scale the items paint what the classic path and text items paint.
     void painting_is_the_parts_drawing_at_one_to_one()
     {
         const std::vector<std::uint64_t> samples = structured_trace(400, 3);
@@ -280,7 +280,7 @@ private slots:
     }
 
     // Zoomed out to the whole of a long trace, a pixel column shows an edge (a stroke between the
-    // levels) where the Part's path has one, to the pixel.
+    // levels) where the classic path has one, to the pixel.
     void zoomed_out_every_edge_stays_visible()
     {
         const std::vector<std::uint64_t> samples = structured_trace(131072, 5);
@@ -295,7 +295,7 @@ private slots:
             const QImage expected = render(reference, source, size);
             for (unsigned row = 0; row < 15; ++row) {
                 const bool bus = PGMDQ_SFL_DEBUG_SIGNALS[row].width > 1;
-                // Between the levels; for a bus above its labels (which the Part's scene squeezes
+                // Between the levels; for a bus above its labels (which the classic scene squeezes
                 // with the zoom, and the items draw at their size where they fit).
                 const int middle = 33 * (row + 1) + (bus ? 2 : 10);
                 int edges = 0;
@@ -303,7 +303,7 @@ private slots:
                     const auto stroked = [&](const QImage& image, int column) {
                         return (image.pixel(column, middle) & 0xFFFFFF) != 0;
                     };
-                    // Within one pixel: the Part's thin path and the strokes round differently.
+                    // Within one pixel: the classic thin path and the strokes round differently.
                     if (stroked(expected, x)) {
                         ++edges;
                         QVERIFY2(stroked(drawn, x - 1) || stroked(drawn, x) || stroked(drawn, x + 1),

@@ -1,4 +1,4 @@
-// The debug waveform viewer's panel (Part 4.3): cable and device selection, capture of the debug
+// The debug waveform viewer's panel: cable and device selection, capture of the debug
 // IP's trace over JTAG, Save, Open and Export VCD. The trace file, the drawing and the navigation
 // are in the unit's other files (see pgmdq_debug_waveform_viewer.h).
 #include "pgmdq_msgs.h"

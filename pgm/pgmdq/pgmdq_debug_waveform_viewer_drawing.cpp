@@ -1,4 +1,4 @@
-// The debug waveform viewer's drawing (Part 4.2): the names scene, the waves scene and its wave
+// The debug waveform viewer's drawing: the names scene, the waves scene and its wave
 // items, and the widget's drawing of a trace.
 #include "pgmdq_msgs.h"
 
@@ -29,7 +29,7 @@ const std::uint32_t SAMPLES_PER_TURN = 1 << 16;
 // over without measuring.
 const double NARROWEST_LABEL = 2 * GEOMETRY::LABEL_MARGIN;
 
-// A polyline stroked as a path: the Part strokes paths, and a thin pen rounds the ends of a path's
+// A polyline stroked as a path: the classic drawing strokes paths, and a thin pen rounds the ends of a path's
 // lines the same way only when they are drawn as a path.
 void draw_polyline(QPainter* painter, const QVector<QPointF>& points)
 {
@@ -276,7 +276,7 @@ void PGMDQ_DEBUG_WAVE_ITEM::paint(QPainter* painter, const QStyleOptionGraphicsI
         return;
     const QTransform world = painter->worldTransform();
     if (world.type() > QTransform::TxScale) {
-        // Not a view of this viewer (rotated or sheared): the Part's paths and labels as they are.
+        // Not a view of this viewer (rotated or sheared): the classic paths and labels as they are.
         painter->setPen(wave_pen(m_colour));
         for (const PGMDQ_DEBUG_BUS_LABEL& label : labels()) {
             painter->save();
@@ -344,8 +344,8 @@ private:
     QVector<QPair<int, int>> m_runs;
 };
 
-// The Part's square wave over samples `first` to `last`, in device coordinates: level 0 high, 20
-// low, a vertical line at each change. From one sample per pixel up it is the Part's path point
+// The square wave over samples `first` to `last`, in device coordinates: level 0 high, 20
+// low, a vertical line at each change. From one sample per pixel up it is the classic path point
 // for point; further out a pixel column with several changes is one full stroke.
 void PGMDQ_DEBUG_WAVE_ITEM::paint_line(QPainter* painter, const DEVICE& device, std::uint32_t first,
                                        std::uint32_t last) const
@@ -397,10 +397,10 @@ void PGMDQ_DEBUG_WAVE_ITEM::paint_line(QPainter* painter, const DEVICE& device, 
     dense.fill(painter, m_colour, high_y, low_y);
 }
 
-// The Part's bus over samples `first` to `last`, in device coordinates: two rails at 0 and 26
+// The bus over samples `first` to `last`, in device coordinates: two rails at 0 and 26
 // crossing in an X three scene units wide at each change, and each run's value centred in it
 // where it fits (the text at its own size, whatever the zoom). From one sample per pixel up the
-// rails are the Part's paths point for point; further out a pixel column with several changes is
+// rails are the classic paths point for point; further out a pixel column with several changes is
 // one full stroke.
 void PGMDQ_DEBUG_WAVE_ITEM::paint_bus(QPainter* painter, const DEVICE& device, std::uint32_t first,
                                       std::uint32_t last) const
@@ -468,7 +468,7 @@ void PGMDQ_DEBUG_WAVE_ITEM::paint_bus(QPainter* painter, const DEVICE& device, s
     label(run_start, k < changes.size() ? changes[k] : trace.depth());
     const double end = last + 1 >= trace.depth() ? device.x(trace.depth()) - half : device.x(last + 1);
 
-    // The Part adds each label before the rails: the rails are drawn over them.
+    // Labels first: the rails are drawn over them.
     if (!texts.isEmpty()) {
         painter->save();
         painter->setFont(font);

@@ -1,8 +1,8 @@
 // The debug waveform viewer's navigation: the widget's layout, the wave and names views, zoom and
 // pan, the ruler, the cursors with the values column, and the searches.
 //
-// Zoom is a horizontal scale of the wave view's transform: the scene keeps the Part's drawing at
-// the Part's scale and geometry. The names view and the waves share one vertical scroll position
+// Zoom is a horizontal scale of the wave view's transform: the scene keeps the drawing at its own
+// scale and geometry. The names view and the waves share one vertical scroll position
 // (both viewports have the same height: each keeps its horizontal scroll bar), so a name stays
 // beside its trace.
 #include "pgmdq_msgs.h"
@@ -56,6 +56,8 @@ const QColor& row_colour(unsigned row)
 // The smallest of 1, 2, 5 times a power of ten that is at least `at_least` (at least 1).
 std::uint64_t nice_interval(double at_least)
 {
+    if (!(at_least < 1e15))
+        return std::uint64_t(1e15);
     std::uint64_t power = 1;
     for (;;) {
         for (std::uint64_t mantissa : {1, 2, 5})
@@ -152,34 +154,34 @@ void PGMDQ_DEBUG_WAVEFORM_WIDGET::build_toolbar()
             bar->addAction(action);
         return action;
     };
-    add_action("zoom_in", tr("Zoom In"), tr("Zoom in around the mouse or the primary cursor"),
+    add_action("zoom_in", tr("Zoom +"), tr("Zoom in around the mouse or the primary cursor"),
                {QKeySequence(Qt::Key_Plus), QKeySequence(Qt::Key_Equal), QKeySequence::ZoomIn}, [this] { zoom_in(); },
                true);
-    add_action("zoom_out", tr("Zoom Out"), tr("Zoom out around the mouse or the primary cursor"),
+    add_action("zoom_out", tr("Zoom −"), tr("Zoom out around the mouse or the primary cursor"),
                {QKeySequence(Qt::Key_Minus), QKeySequence::ZoomOut}, [this] { zoom_out(); }, true);
     add_action("zoom_fit", tr("Fit"), tr("Show the whole trace"),
                {QKeySequence(Qt::Key_F), QKeySequence(Qt::CTRL | Qt::Key_0)}, [this] { zoom_fit(); }, true);
     bar->addSeparator();
 
-    bar->addWidget(new QLabel(tr("Signal: "), bar));
     m_signal_combo = new QComboBox(bar);
     m_signal_combo->setObjectName("signal");
-    m_signal_combo->setSizeAdjustPolicy(QComboBox::AdjustToContents);
+    // One width whatever the trace, enough for the debug IP's longest signal name.
+    m_signal_combo->setSizeAdjustPolicy(QComboBox::AdjustToMinimumContentsLengthWithIcon);
+    m_signal_combo->setMinimumContentsLength(8);
     m_signal_combo->setToolTip(tr("The signal the searches look at (Ctrl+Up, Ctrl+Down)"));
     bar->addWidget(m_signal_combo);
     connect(m_signal_combo, QOverload<int>::of(&QComboBox::activated), this, &PGMDQ_DEBUG_WAVEFORM_WIDGET::select_row);
-    add_action("previous_edge", tr("< Edge"), tr("Previous edge of the selected signal"),
+    add_action("previous_edge", tr("◀ Edge"), tr("Previous edge of the selected signal"),
                {QKeySequence(Qt::CTRL | Qt::Key_Left)}, [this] { find_edge(false); }, true);
-    add_action("next_edge", tr("Edge >"), tr("Next edge of the selected signal"),
+    add_action("next_edge", tr("Edge ▶"), tr("Next edge of the selected signal"),
                {QKeySequence(Qt::CTRL | Qt::Key_Right)}, [this] { find_edge(true); }, true);
     bar->addSeparator();
 
-    bar->addWidget(new QLabel(tr("Value: "), bar));
     m_value_edit = new QLineEdit(bar);
     m_value_edit->setObjectName("value");
-    m_value_edit->setPlaceholderText(tr("hex"));
+    m_value_edit->setPlaceholderText(tr("hex value"));
     m_value_edit->setValidator(new QRegularExpressionValidator(QRegularExpression("(0[xX])?[0-9A-Fa-f]{0,8}"), m_value_edit));
-    m_value_edit->setMaximumWidth(m_value_edit->fontMetrics().horizontalAdvance("0xFFFFFFFF") + 16);
+    m_value_edit->setFixedWidth(m_value_edit->fontMetrics().horizontalAdvance("FFFFFFFF") + 12);
     m_value_edit->setToolTip(tr("A value of the selected signal to find, in hexadecimal (Ctrl+F)"));
     bar->addWidget(m_value_edit);
     connect(m_value_edit, &QLineEdit::returnPressed, this, [this] { find_value(m_value_edit->text(), true); });
@@ -189,18 +191,18 @@ void PGMDQ_DEBUG_WAVEFORM_WIDGET::build_toolbar()
                    m_value_edit->selectAll();
                },
                false);
-    add_action("previous_value", tr("< Value"), tr("Previous run of the selected signal holding the value"),
+    add_action("previous_value", tr("◀ Value"), tr("Previous run of the selected signal holding the value"),
                {QKeySequence(Qt::SHIFT | Qt::Key_F3)}, [this] { find_value(m_value_edit->text(), false); }, true);
-    add_action("next_value", tr("Value >"), tr("Next run of the selected signal holding the value"),
+    add_action("next_value", tr("Value ▶"), tr("Next run of the selected signal holding the value"),
                {QKeySequence(Qt::Key_F3)}, [this] { find_value(m_value_edit->text(), true); }, true);
     bar->addSeparator();
 
-    bar->addWidget(new QLabel(tr("Sample: "), bar));
     m_sample_edit = new QLineEdit(bar);
     m_sample_edit->setObjectName("sample");
+    m_sample_edit->setPlaceholderText(tr("sample"));
     m_sample_edit->setValidator(new QRegularExpressionValidator(QRegularExpression("[0-9]{0,10}"), m_sample_edit));
-    m_sample_edit->setMaximumWidth(m_sample_edit->fontMetrics().horizontalAdvance("00000000000") + 16);
-    m_sample_edit->setToolTip(tr("A sample number to put the primary cursor on (Ctrl+G)"));
+    m_sample_edit->setFixedWidth(m_sample_edit->fontMetrics().horizontalAdvance("0000000") + 12);
+    m_sample_edit->setToolTip(tr("A sample number to put the primary cursor on, then Enter (Ctrl+G)"));
     bar->addWidget(m_sample_edit);
     connect(m_sample_edit, &QLineEdit::returnPressed, this, [this] { go_to_sample(m_sample_edit->text()); });
     add_action("go_to_sample", tr("Go To"), tr("Type a sample number to go to"), {QKeySequence(Qt::CTRL | Qt::Key_G)},
@@ -209,8 +211,6 @@ void PGMDQ_DEBUG_WAVEFORM_WIDGET::build_toolbar()
                    m_sample_edit->selectAll();
                },
                false);
-    add_action("go", tr("Go"), tr("Put the primary cursor on the sample"), {QKeySequence(Qt::ALT | Qt::Key_G)},
-               [this] { go_to_sample(m_sample_edit->text()); }, true);
 }
 
 QString PGMDQ_DEBUG_WAVEFORM_WIDGET::row_label(unsigned row) const
@@ -223,7 +223,7 @@ QString PGMDQ_DEBUG_WAVEFORM_WIDGET::row_label(unsigned row) const
     return r.width == 1 ? name : QString("%1[%2:0]").arg(name).arg(r.width - 1);
 }
 
-// A new drawing: the Part's 1:1 scale from the first sample, the primary cursor on sample 0,
+// A new drawing: the 1:1 scale from the first sample, the primary cursor on sample 0,
 // the first signal selected.
 void PGMDQ_DEBUG_WAVEFORM_WIDGET::reset_navigation()
 {
@@ -270,8 +270,9 @@ double PGMDQ_DEBUG_WAVEFORM_WIDGET::min_zoom() const
     const std::shared_ptr<const PGMDQ_DEBUG_WAVE_TRACE> trace = shown_trace();
     if (!trace)
         return 1;
-    const double fit = m_waveform_view->viewport()->width() / (trace->depth() * trace->step());
-    return std::min(1.0, fit);
+    // A viewport not laid out yet counts as one pixel wide: the scale never reaches 0.
+    const double width = std::max(m_waveform_view->viewport()->width(), 1);
+    return std::min(1.0, width / (trace->depth() * trace->step()));
 }
 
 double PGMDQ_DEBUG_WAVEFORM_WIDGET::max_zoom() const
@@ -353,7 +354,7 @@ void PGMDQ_DEBUG_WAVEFORM_WIDGET::zoom_to_samples(double first, double last)
         std::swap(first, last);
     first = std::max(first, 0.0);
     last = std::max(last, first + 1);
-    const double width = m_waveform_view->viewport()->width();
+    const double width = std::max(m_waveform_view->viewport()->width(), 1);
     m_zoom = std::max(min_zoom(), std::min(max_zoom(), width / ((last - first) * trace->step())));
     m_waveform_view->setTransform(QTransform::fromScale(m_zoom, 1));
     m_waveform_view->horizontalScrollBar()->setValue(int(std::lround(first * trace->step() * m_zoom)));
@@ -863,9 +864,13 @@ QStringList PGMDQ_DEBUG_WAVEFORM_RULER::cursor_texts() const
     return texts;
 }
 
+// The cursors' texts, each kept on one line when the readout wraps.
 QString PGMDQ_DEBUG_WAVEFORM_RULER::readout() const
 {
-    return cursor_texts().join("   ");
+    QStringList texts = cursor_texts();
+    for (QString& text : texts)
+        text.replace(' ', QChar::Nbsp);
+    return texts.join("   ");
 }
 
 void PGMDQ_DEBUG_WAVEFORM_RULER::paintEvent(QPaintEvent*)

@@ -1,4 +1,4 @@
-// The debug waveform viewer's trace in memory and its ".wvf" file (Part 4.1).
+// The debug waveform viewer's trace in memory and its ".wvf" file.
 #include "pgmdq_msgs.h"
 
 #include "pgmdq_debug_waveform_viewer.h"

@@ -3,11 +3,11 @@
 // captures a trace over JTAG, saves or opens ".wvf" files and exports VCD.
 //
 // The unit is spread over files named after it, one per job:
-//   _trace.h / _trace.cpp            the trace in memory and the ".wvf" file (Part 4.1)
-//   _drawing.h / _drawing.cpp        the scenes and wave items (Part 4.2)
+//   _trace.h / _trace.cpp            the trace in memory and the ".wvf" file
+//   _drawing.h / _drawing.cpp        the scenes and wave items
 //   _navigation.h / _navigation.cpp  the views, ruler, values column, zoom, cursors and find
 //   _vcd.h / _vcd.cpp                the VCD writer shared with wvf2vcd
-//   this header / .cpp               the widget's set-up and the panel (Part 4.3)
+//   this header / .cpp               the panel
 #pragma once
 
 #include "pgmdq_debug_waveform_viewer_drawing.h"
@@ -64,7 +64,7 @@ public:
     // The trace on screen: the one drawn, as long as the wave scene shows it.
     std::shared_ptr<const PGMDQ_DEBUG_WAVE_TRACE> shown_trace() const { return m_waveform_scene->trace(); }
 
-    // Horizontal scale of the wave view over the scene (1 is the Part's 1:1), kept between the
+    // Horizontal scale of the wave view over the scene (1 is the drawing's own 1:1 scale), kept between the
     // whole trace in the viewport and 16 pixels per scene unit.
     double zoom() const { return m_zoom; }
     double min_zoom() const;

@@ -1,13 +1,14 @@
-// The debug waveform viewer's drawing (Part 4.2): the two scenes, one with the signal names and
-// one with the waves, and the wave items that draw a row of a trace at the Part's geometry.
+// The debug waveform viewer's drawing: the two scenes, one with the signal names and one with
+// the waves, and the wave items that draw a row of a trace.
 //
-// A row is one item, placed where the Part places the row's paths (x 0, y at the row's top). It
+// A row is one item, placed where the row's paths belong (x 0, y at the row's top). It
 // keeps no path of its own: it reads the trace (shared, never copied) and where the row's value
 // changes, and paints only the samples in view, so that a trace of millions of samples costs its
 // samples and its change lists, draws in time proportional to the width of the window, and goes
-// at once. At the views' 1:1 scale it paints exactly the Part's paths and labels (`paths()` and
+// at once. At the views' 1:1 scale it paints, pixel for pixel, the row's classic drawing: a path
+// item per wave or rail built from every sample, a text item per value label (`paths()` and
 // `labels()` give them); zoomed out, a pixel column with several changes becomes one vertical
-// stroke, which is what the Part's path looks like there.
+// stroke, which is what such a path looks like there.
 #pragma once
 
 #include "pgmdq_debug_waveform_viewer_trace.h"
@@ -93,7 +94,7 @@ private:
     std::vector<ROW> m_rows;
 };
 
-// A bus value label as the Part places it: its box's top-left corner (item coordinates, the text
+// A bus value label where the drawing places it: its box's top-left corner (item coordinates, the text
 // drawn inside the box's margin) and its measured width.
 struct PGMDQ_DEBUG_BUS_LABEL {
     QString text;
@@ -118,7 +119,7 @@ public:
     QColor colour() const { return m_colour; }
     const PGMDQ_DEBUG_WAVE_TRACE& trace() const { return *m_trace; }
 
-    // The Part's drawing of the whole row, in item coordinates: the wave's path (one) or the two
+    // The classic drawing of the whole row, in item coordinates: the wave's path (one) or the two
     // rails (upper first); and the labels that fit their segments at the 1:1 scale.
     QList<QPainterPath> paths() const;
     QList<PGMDQ_DEBUG_BUS_LABEL> labels() const;
@@ -169,7 +170,7 @@ public:
     std::shared_ptr<const PGMDQ_DEBUG_WAVE_TRACE> trace() const { return m_trace.lock(); }
     QList<PGMDQ_DEBUG_WAVE_ITEM*> wave_items() const;
 
-    // A label's width as the Part measures it: a text item's width, document margins included.
+    // A label's width as the drawing measures it: a text item's width, document margins included.
     double label_width(const QString& label);
 
 private:

@@ -1,5 +1,5 @@
 // The debug waveform viewer's navigation: the wave view (zoom as a horizontal view transform over
-// the Part's drawing, pan, cursors), the names view that scrolls with it, the time ruler above the
+// the drawing, pan, cursors), the names view that scrolls with it, the time ruler above the
 // waves, and the column of values at the primary cursor beside the names.
 #pragma once
 

@@ -1,4 +1,4 @@
-// The debug waveform viewer's trace in memory (Part 4.1), without Qt: the debug IP's signal
+// The debug waveform viewer's trace in memory, without Qt: the debug IP's signal
 // table, the layout of a sample, and the owned sample buffers of a trace. The suite's converter
 // wvf2vcd uses the same table.
 #pragma once

@@ -240,15 +240,7 @@
 <context>
     <name>PGMDQ_DEBUG_WAVEFORM_WIDGET</name>
     <message>
-        <source>Zoom In</source>
-        <translation type="unfinished"></translation>
-    </message>
-    <message>
         <source>Zoom in around the mouse or the primary cursor</source>
-        <translation type="unfinished"></translation>
-    </message>
-    <message>
-        <source>Zoom Out</source>
         <translation type="unfinished"></translation>
     </message>
     <message>
@@ -264,15 +256,7 @@
         <translation type="unfinished"></translation>
     </message>
     <message>
-        <source>Signal: </source>
-        <translation type="unfinished"></translation>
-    </message>
-    <message>
         <source>The signal the searches look at (Ctrl+Up, Ctrl+Down)</source>
-        <translation type="unfinished"></translation>
-    </message>
-    <message>
-        <source>&lt; Edge</source>
         <translation type="unfinished"></translation>
     </message>
     <message>
@@ -280,19 +264,7 @@
         <translation type="unfinished"></translation>
     </message>
     <message>
-        <source>Edge &gt;</source>
-        <translation type="unfinished"></translation>
-    </message>
-    <message>
         <source>Next edge of the selected signal</source>
-        <translation type="unfinished"></translation>
-    </message>
-    <message>
-        <source>Value: </source>
-        <translation type="unfinished"></translation>
-    </message>
-    <message>
-        <source>hex</source>
         <translation type="unfinished"></translation>
     </message>
     <message>
@@ -308,27 +280,11 @@
         <translation type="unfinished"></translation>
     </message>
     <message>
-        <source>&lt; Value</source>
-        <translation type="unfinished"></translation>
-    </message>
-    <message>
         <source>Previous run of the selected signal holding the value</source>
         <translation type="unfinished"></translation>
     </message>
     <message>
-        <source>Value &gt;</source>
-        <translation type="unfinished"></translation>
-    </message>
-    <message>
         <source>Next run of the selected signal holding the value</source>
-        <translation type="unfinished"></translation>
-    </message>
-    <message>
-        <source>Sample: </source>
-        <translation type="unfinished"></translation>
-    </message>
-    <message>
-        <source>A sample number to put the primary cursor on (Ctrl+G)</source>
         <translation type="unfinished"></translation>
     </message>
     <message>
@@ -337,14 +293,6 @@
     </message>
     <message>
         <source>Type a sample number to go to</source>
-        <translation type="unfinished"></translation>
-    </message>
-    <message>
-        <source>Go</source>
-        <translation type="unfinished"></translation>
-    </message>
-    <message>
-        <source>Put the primary cursor on the sample</source>
         <translation type="unfinished"></translation>
     </message>
     <message>
@@ -389,6 +337,42 @@
     </message>
     <message>
         <source>Primary cursor at sample %1</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Zoom +</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Zoom −</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>◀ Edge</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Edge ▶</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>hex value</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>◀ Value</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Value ▶</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>sample</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>A sample number to put the primary cursor on, then Enter (Ctrl+G)</source>
         <translation type="unfinished"></translation>
     </message>
 </context>
