@@ -10,7 +10,7 @@ packages=(
   xvfb xauth x11-apps imagemagick
   zlib1g-dev libcurl4-openssl-dev
   perl python3 python3-pexpect gzip
-  gtkwave
+  gtkwave sigrok-cli
 )
 
 missing=()

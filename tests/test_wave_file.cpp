@@ -102,13 +102,25 @@ private slots:
         QVERIFY(first == read_bytes(path("second.wvf")));
     }
 
-    void unwritable_path_is_not_reported()
+    // A save that cannot happen is told, naming the file (the panel's tests try every way).
+    void unwritable_path_is_told()
     {
+        struct SINK : MSG_SINK {
+            QStringList texts;
+            void receive(MSG_KIND, int, const std::string& text) override { texts << QString::fromStdString(text); }
+        } sink;
+        msg_set_sink(&sink);
         PGMDQ_DEBUG_WAVEFORM_WIDGET widget;
         draw(widget, structured_trace(16));
         const std::string unwritable = path("missing_folder/trace.wvf");
-        QCOMPARE(internal_error_of([&] { widget.save_waveform(unwritable); }), QString());
+        bool saved = true;
+        QCOMPARE(internal_error_of([&] { saved = widget.save_waveform(unwritable); }), QString());
+        msg_set_sink(nullptr);
+        QVERIFY(!saved);
         QVERIFY(!QFile::exists(QString::fromStdString(unwritable)));
+        QCOMPARE(sink.texts.size(), 1);
+        QVERIFY2(sink.texts[0].startsWith(QString::fromStdString("Can't save or open file " + unwritable)),
+                 qPrintable(sink.texts[0]));
     }
 
     void saving_without_a_trace_is_an_internal_error()

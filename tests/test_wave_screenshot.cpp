@@ -1,13 +1,16 @@
-// A screenshot of the "Debug Waveform Viewer" tab with a trace captured from the default bench,
-// taken from a real X server (Xvfb, started here when the run has no display) and saved as
-// screenshots/debug_waveform_viewer.png in the build folder. The picture must show the trace:
-// a black wave area with red and white waves and labels.
+// Screenshots of the "Debug Waveform Viewer" tab with a trace captured from the default bench,
+// taken from a real X server (Xvfb, started here when the run has no display) and saved in the
+// build folder: screenshots/debug_waveform_viewer.png as captured (a black wave area with red and
+// white waves and labels), and screenshots/debug_waveform_viewer_zoomed.png zoomed in by a drag
+// on the ruler with both cursors placed by clicks (yellow and cyan lines over the waves, their
+// flags and distance on the ruler, the values at the primary cursor beside the names).
 #include "pgmdq_debug_waveform_viewer.h"
 #include "pgmdq_frame_wnd.h"
 
 #include "wave/wave_panel_driver.h"
 
 #include <QApplication>
+#include <QMouseEvent>
 #include <QDir>
 #include <QGraphicsView>
 #include <QScreen>
@@ -63,6 +66,27 @@ bool start_own_xvfb()
     return !number.isEmpty();
 }
 
+// The frame's viewer tab, shown, with the default bench's trace captured.
+struct CAPTURED_FRAME {
+    VUI_FRAME_INFO info{"Debug Waveform Viewer"};
+    PGMDQ_FRAME_WND frame{&info, VUI_FW_STATE_SEPARATE_WINDOW};
+    PGMDQ_DEBUG_WAVEFORM_VIEWER* viewer = nullptr;
+};
+
+QImage grab_frame(QWidget& frame)
+{
+    return frame.windowHandle()->screen()->grabWindow(frame.winId()).toImage();
+}
+
+QMap<QRgb, int> pixels_in(const QImage& shot, const QRect& area)
+{
+    QMap<QRgb, int> pixels;
+    for (int y = area.top(); y <= area.bottom(); ++y)
+        for (int x = area.left(); x <= area.right(); ++x)
+            ++pixels[shot.pixel(x, y) & 0xFFFFFF];
+    return pixels;
+}
+
 } // namespace
 
 class TEST_WAVE_SCREENSHOT : public QObject {
@@ -109,6 +133,64 @@ private slots:
         QVERIFY(pixels[0xFF0000] > 1000);
         QVERIFY(pixels[0xFFFFFF] > 1000);
         QVERIFY(pixels.size() > 3);
+    }
+
+    void zoomed_trace_with_both_cursors_on_screen()
+    {
+        if (QGuiApplication::platformName() != "xcb")
+            QSKIP("no X server to take the screenshot on");
+        CAPTURED_FRAME captured;
+        QWidget& frame = captured.frame;
+        frame.resize(1200, 860);
+        auto* tabs = frame.findChild<QTabWidget*>();
+        QVERIFY(tabs);
+        tabs->setCurrentIndex(2);
+        frame.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&frame));
+        auto* viewer = frame.findChild<PGMDQ_DEBUG_WAVEFORM_VIEWER*>();
+        QVERIFY(viewer);
+        std::string error;
+        QVERIFY(pgmd_cm_reload_bench(&error));
+        choose_and_scan(viewer, "DUT-USB [1-2]");
+        click(viewer, "Start");
+        PGMDQ_DEBUG_WAVEFORM_WIDGET* widget = viewer->waveform_widget();
+        QCOMPARE(widget->waveform_depth(), 1024u);
+
+        // Zoom to samples 24 to 56 by dragging along the ruler, as a user does.
+        PGMDQ_DEBUG_WAVEFORM_RULER* ruler = widget->ruler();
+        const QPoint from(int(ruler->x_of(24)), 8);
+        const QPoint to(int(ruler->x_of(56)), 8);
+        QTest::mousePress(ruler, Qt::LeftButton, Qt::NoModifier, from);
+        QMouseEvent drag(QEvent::MouseMove, to, ruler->mapToGlobal(to), Qt::NoButton, Qt::LeftButton, Qt::NoModifier);
+        QApplication::sendEvent(ruler, &drag);
+        QTest::mouseRelease(ruler, Qt::LeftButton, Qt::NoModifier, to);
+        QVERIFY2(widget->zoom() > 1.5, qPrintable(QString::number(widget->zoom())));
+
+        // The primary cursor on sample 30 over the "sdr" row, the secondary on sample 47.
+        QWidget* waves = widget->waveform_view()->viewport();
+        const int sdr_y = widget->waveform_view()->mapFromScene(QPointF(0, PGMDQ_DEBUG_WAVE_GEOMETRY::row_top(5) + 10)).y();
+        QTest::mouseClick(waves, Qt::LeftButton, Qt::NoModifier, QPoint(int(widget->viewport_x_of(30.5)), sdr_y));
+        QTest::mouseClick(waves, Qt::LeftButton, Qt::ShiftModifier, QPoint(int(widget->viewport_x_of(47.5)), sdr_y));
+        QCOMPARE(ruler->cursor_texts(), (QStringList{"A 30", "B 47", "Δ 17"}));
+        QTest::qWait(300);
+
+        const QImage shot = grab_frame(frame);
+        QVERIFY(!shot.isNull());
+        const QString folder = qEnvironmentVariable("PGMDQ_BUILD_DIR", ".") + "/screenshots";
+        QDir().mkpath(folder);
+        QVERIFY(shot.save(folder + "/debug_waveform_viewer_zoomed.png"));
+
+        // Over the waves: the cursors' lines, yellow and cyan, the waves still red and white.
+        const QRect area(waves->mapTo(&frame, QPoint(0, 0)), waves->size());
+        const QMap<QRgb, int> pixels = pixels_in(shot, area);
+        QVERIFY2(pixels[0xFFFF00] > area.height() / 2, qPrintable(QString::number(pixels[0xFFFF00])));
+        QVERIFY2(pixels[0x00FFFF] > area.height() / 2, qPrintable(QString::number(pixels[0x00FFFF])));
+        QVERIFY(pixels[0xFF0000] > 500);
+        QVERIFY(pixels[0xFFFFFF] > 500);
+        // On the ruler: the cursors' flags in their colours.
+        const QMap<QRgb, int> ruler_pixels = pixels_in(shot, QRect(ruler->mapTo(&frame, QPoint(0, 0)), ruler->size()));
+        QVERIFY(ruler_pixels[0xFFFF00] > 20);
+        QVERIFY(ruler_pixels[0x00FFFF] > 20);
     }
 };
 

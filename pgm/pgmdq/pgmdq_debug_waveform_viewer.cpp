@@ -1,46 +1,33 @@
+// The debug waveform viewer's panel: cable and device selection, capture of the debug
+// IP's trace over JTAG, Save, Open and Export VCD. The trace file, the drawing and the navigation
+// are in the unit's other files (see pgmdq_debug_waveform_viewer.h).
 #include "pgmdq_msgs.h"
 
 #include "pgmdq_debug_waveform_viewer.h"
+#include "pgmdq_debug_waveform_viewer_errors.h"
+#include "pgmdq_debug_waveform_viewer_vcd.h"
+#include "pgmdq_miscellaneous_files.h"
 
 #include "fio.h"
 #include "pgmd_cm.h"
 #include "tfcq.h"
 #include "thr.h"
 
+#include <QCheckBox>
 #include <QComboBox>
-#include <QCoreApplication>
+#include <QDateTime>
 #include <QFrame>
-#include <QGraphicsPathItem>
-#include <QGraphicsSimpleTextItem>
-#include <QGraphicsTextItem>
-#include <QGraphicsView>
 #include <QGridLayout>
 #include <QGroupBox>
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QLineEdit>
-#include <QPainterPath>
-#include <QPen>
 #include <QPushButton>
+#include <QSaveFile>
 #include <QVBoxLayout>
-
-#include <algorithm>
-#include <cmath>
-#include <cstring>
-#include <fstream>
-#include <new>
 
 namespace {
 
-const double ROW_PITCH = 30;
-const double ROW_EXTRA_OFFSET = 3;
-const double LINE_LOW_Y = 20;
-const double BUS_LOWER_RAIL_Y = 26;
-const double BUS_CROSSING_HALF_WIDTH = 1.5;
-const int NAME_COLUMN_WIDTH = 150;
-// The margin a text document keeps around its text (QTextDocument's default).
-const double LABEL_MARGIN = 4;
-const int TRACE_STEP = 15;
 using DWORD = std::uint32_t;
 
 // The engine's identifier of the debug IP's node kind, and the IP's virtual instructions.
@@ -55,32 +42,9 @@ const unsigned DESCRIPTOR_FEATURE_MASK = 0xF;
 const unsigned DESCRIPTOR_SIZE_SHIFT = 4;
 const unsigned DESCRIPTOR_SIZE_UNIT = 1024;
 
-// Width, depth and signature around the samples of a ".wvf" file.
-const std::uint64_t WVF_FIELDS_SIZE = 4 + 4 + 4;
-
 void post_info(const std::string& text)
 {
     msg_post(MSG_PGMDQ::I::PGMDQ_COMMON_MSG(text));
-}
-
-const QColor& row_colour(unsigned row)
-{
-    return row % 2 == 0 ? PGMDQ_DEBUG_COLOR2 : PGMDQ_DEBUG_COLOR1;
-}
-
-// One-pixel lines in the row's colour. A cosmetic pen keeps the bounds of a long wave a matter of
-// its points, where a pen of real width would have the whole path stroked to find them.
-QPen wave_pen(const QColor& colour)
-{
-    QPen pen(colour, 0);
-    pen.setCosmetic(true);
-    return pen;
-}
-
-// The top of row `row` once the running offset has grown for it.
-double row_top(unsigned row, double offset)
-{
-    return ROW_PITCH * (row + 1) + offset;
 }
 
 std::uint32_t little_endian_dword(const unsigned char* bytes)
@@ -89,317 +53,7 @@ std::uint32_t little_endian_dword(const unsigned char* bytes)
            std::uint32_t(bytes[3]) << 24;
 }
 
-void put_little_endian_dword(unsigned char* bytes, std::uint32_t value)
-{
-    for (int i = 0; i < 4; ++i)
-        bytes[i] = static_cast<unsigned char>(value >> (8 * i));
-}
-
-// The file's signature: every byte added unsigned, wrapping at 32 bits.
-std::uint32_t byte_sum(const unsigned char* bytes, std::uint64_t count)
-{
-    std::uint32_t sum = 0;
-    for (std::uint64_t i = 0; i < count; ++i)
-        sum += bytes[i];
-    return sum;
-}
-
 } // namespace
-
-PGMDQ_SAMPLE_BUFFERS::PGMDQ_SAMPLE_BUFFERS(unsigned depth, unsigned bytes_per_sample)
-    : m_bytes(std::size_t(depth) * bytes_per_sample), m_samples(depth)
-{
-    for (unsigned i = 0; i < depth; ++i)
-        m_samples[i] = m_bytes.data() + std::size_t(i) * bytes_per_sample;
-}
-
-std::uint32_t pgmdq_sample_bits(const unsigned char* sample, unsigned first_bit, unsigned width)
-{
-    std::uint32_t value = 0;
-    for (unsigned k = 0; k < width; ++k) {
-        const unsigned bit = first_bit + k;
-        if (sample[bit / 8] >> (bit % 8) & 1)
-            value |= std::uint32_t(1) << k;
-    }
-    return value;
-}
-
-PGMDQ_DEBUG_TEXT_SCENE::PGMDQ_DEBUG_TEXT_SCENE(QObject* parent) : QGraphicsScene(parent)
-{
-    setBackgroundBrush(PGMDQ_DEBUG_BG_COLOR);
-}
-
-void PGMDQ_DEBUG_TEXT_SCENE::draw_text(const PGMDQ_DEBUG_SIGNAL* debug_signals)
-{
-    clear();
-    m_offset = 0;
-    double widest = 0;
-    unsigned index = 0;
-    for (; !debug_signals[index].name.empty(); ++index) {
-        PGMDQ_ASSERT(debug_signals[index].width > 0);
-        const PGMDQ_DEBUG_SIGNAL& signal = debug_signals[index];
-        const QString label = signal.width == 1
-                                  ? QString::fromStdString(signal.name)
-                                  : QString::asprintf("%s[%d:0]", signal.name.c_str(), int(signal.width - 1));
-        m_offset += ROW_EXTRA_OFFSET;
-        QGraphicsTextItem* item = addText(tr(label.toUtf8().constData()));
-        item->setDefaultTextColor(row_colour(index));
-        item->setPos(0, row_top(index, m_offset));
-        widest = std::max(widest, item->boundingRect().width());
-    }
-    PGMDQ_ASSERT(debug_signals[index].width == 0);
-    m_preferred_width = 1.5 * widest;
-    m_preferred_height = ROW_PITCH * (index + 3) + ROW_EXTRA_OFFSET * index;
-    setSceneRect(0, 0, widest + 5, m_preferred_height);
-}
-
-PGMDQ_DEBUG_WAVEFORM_SCENE::PGMDQ_DEBUG_WAVEFORM_SCENE(QObject* parent) : QGraphicsScene(parent)
-{
-    setBackgroundBrush(PGMDQ_DEBUG_BG_COLOR);
-    // A trace is drawn once and then only scrolled: a flat item list costs linear time to build,
-    // where the default spatial index grows faster than the trace.
-    setItemIndexMethod(QGraphicsScene::NoIndex);
-}
-
-// The sample width is implied by the table; `start` is not used (drawing begins at sample 0).
-void PGMDQ_DEBUG_WAVEFORM_SCENE::draw_waveform(unsigned /*width*/, unsigned depth, unsigned char** waveforms,
-                                               const PGMDQ_DEBUG_SIGNAL* debug_signals, unsigned /*start*/, int step)
-{
-    // Items of the last drawing still waiting for their queued polish make every removal a search
-    // through that queue; polishing them first keeps clearing linear when drawings follow one
-    // another without an event loop turn in between.
-    QCoreApplication::sendPostedEvents(this, QEvent::MetaCall);
-    clear();
-    std::vector<unsigned> values(depth);
-    m_offset = 0;
-    unsigned first_bit = 0;
-    unsigned index = 0;
-    for (; !debug_signals[index].name.empty(); ++index) {
-        PGMDQ_ASSERT(debug_signals[index].width > 0 && debug_signals[index].width <= 32);
-        const unsigned signal_width = debug_signals[index].width;
-        for (unsigned i = 0; i < depth; ++i)
-            values[i] = pgmdq_sample_bits(waveforms[i], first_bit, signal_width);
-        const QColor colour = row_colour(index);
-        m_offset += ROW_EXTRA_OFFSET;
-        if (signal_width == 1)
-            draw_waveform_line(values.data(), 0, depth, 1, index, step, colour);
-        else
-            draw_waveform_bus(values.data(), 0, depth, 1, signal_width, index, colour, step);
-        first_bit += signal_width;
-    }
-    PGMDQ_ASSERT(debug_signals[index].width == 0);
-    setSceneRect(0, 0, double(depth + 10) * step, ROW_PITCH * (index + 3) + m_offset);
-}
-
-// One path per signal; a run of equal samples is one horizontal line (the same picture as a line
-// per sample, with far fewer path elements to stroke).
-void PGMDQ_DEBUG_WAVEFORM_SCENE::draw_waveform_line(const unsigned* values, unsigned first, unsigned last,
-                                                    unsigned mask, unsigned row, double step, QColor colour)
-{
-    if (first >= last)
-        return;
-    bool high = (values[first] & mask) != 0;
-    double y = high ? 0 : LINE_LOW_Y;
-    double x = 0;
-    QPainterPath wave(QPointF(x, y));
-    for (unsigned i = first + 1; i < last; ++i) {
-        x += step;
-        const bool sample_high = (values[i] & mask) != 0;
-        if (sample_high == high)
-            continue;
-        wave.lineTo(x, y);
-        high = sample_high;
-        y = std::abs(y - LINE_LOW_Y);
-        wave.lineTo(x, y);
-    }
-    wave.lineTo(x + step, y);
-
-    auto* path = new (std::nothrow) QGraphicsPathItem(wave);
-    PGMDQ_ASSERT(path != NULL);
-    path->setPen(wave_pen(colour));
-    path->setPos(0, row_top(row, m_offset));
-    addItem(path);
-}
-
-void PGMDQ_DEBUG_WAVEFORM_SCENE::draw_waveform_bus(const unsigned* values, unsigned first, unsigned last,
-                                                   unsigned mask, unsigned bus_width, unsigned row, QColor colour,
-                                                   double step)
-{
-    if (first >= last)
-        return;
-    const auto bus_value = [&](unsigned sample) {
-        unsigned value = 0;
-        for (unsigned i = 0; i < bus_width; ++i)
-            if (values[sample] & (mask << i))
-                value |= 1u << i;
-        return value;
-    };
-    const double top = row_top(row, m_offset);
-    double upper_y = 0;
-    double lower_y = BUS_LOWER_RAIL_Y;
-    QPainterPath upper_rail(QPointF(0, upper_y));
-    QPainterPath lower_rail(QPointF(0, lower_y));
-    unsigned segment_first = first;
-    unsigned segment_value = bus_value(first);
-    for (unsigned i = first + 1; i <= last; ++i) {
-        const bool at_end = i == last;
-        const unsigned value = at_end ? segment_value : bus_value(i);
-        if (!at_end && value == segment_value)
-            continue;
-        // Both rails run to just before the boundary, then cross to the other level.
-        const double boundary = (i - first) * step;
-        upper_rail.lineTo(boundary - BUS_CROSSING_HALF_WIDTH, upper_y);
-        lower_rail.lineTo(boundary - BUS_CROSSING_HALF_WIDTH, lower_y);
-        add_bus_label(segment_value, (segment_first - first) * step, (i - segment_first) * step, top);
-        if (at_end)
-            break;
-        upper_y = std::abs(upper_y - BUS_LOWER_RAIL_Y);
-        lower_y = std::abs(lower_y - BUS_LOWER_RAIL_Y);
-        upper_rail.lineTo(boundary + BUS_CROSSING_HALF_WIDTH, upper_y);
-        lower_rail.lineTo(boundary + BUS_CROSSING_HALF_WIDTH, lower_y);
-        segment_first = i;
-        segment_value = value;
-    }
-
-    auto* path1 = new (std::nothrow) QGraphicsPathItem(upper_rail);
-    PGMDQ_ASSERT(path1 != NULL);
-    auto* path2 = new (std::nothrow) QGraphicsPathItem(lower_rail);
-    PGMDQ_ASSERT(path2 != NULL);
-    for (QGraphicsPathItem* path : {path1, path2}) {
-        path->setPen(wave_pen(colour));
-        path->setPos(0, top);
-        addItem(path);
-    }
-}
-
-// A segment's value, centred, where it fits between the crossings; left out where it does not.
-// A label is measured as a text item measures itself (the text plus the document margin on each
-// side), but drawn as a simple text item at the place where that text item would draw its text:
-// the same picture, at a small fraction of the cost per label on a long trace.
-void PGMDQ_DEBUG_WAVEFORM_SCENE::add_bus_label(unsigned value, double segment_start, double segment_length, double y)
-{
-    const QString text = QString::number(value, 16).toUpper();
-    const double width = label_width(text);
-    if (segment_length <= width)
-        return;
-    auto* label = new QGraphicsSimpleTextItem(text);
-    label->setBrush(PGMDQ_DEBUG_COLOR1);
-    label->setPen(Qt::NoPen);
-    label->setPos(segment_start + (segment_length - width) / 2 + 0.5 + LABEL_MARGIN, y + LABEL_MARGIN);
-    addItem(label);
-}
-
-double PGMDQ_DEBUG_WAVEFORM_SCENE::label_width(const QString& label)
-{
-    auto known = m_label_widths.constFind(label);
-    if (known != m_label_widths.constEnd())
-        return *known;
-    QGraphicsTextItem measure(label);
-    const double width = measure.boundingRect().width();
-    m_label_widths.insert(label, width);
-    return width;
-}
-
-PGMDQ_DEBUG_WAVEFORM_WIDGET::PGMDQ_DEBUG_WAVEFORM_WIDGET(QWidget* parent)
-    : QWidget(parent),
-      m_waveform_scene(nullptr),
-      m_text_scene(new PGMDQ_DEBUG_TEXT_SCENE(this)),
-      m_waveform_view(nullptr),
-      m_text_view(new QGraphicsView(m_text_scene, this))
-{
-    m_text_view->setAlignment(Qt::AlignLeft | Qt::AlignTop);
-    m_text_view->setFixedWidth(NAME_COLUMN_WIDTH);
-    m_waveform_scene = new PGMDQ_DEBUG_WAVEFORM_SCENE(this);
-    m_waveform_view = new QGraphicsView(m_waveform_scene, this);
-    m_waveform_view->setAlignment(Qt::AlignLeft | Qt::AlignTop);
-
-    auto* layout = new QGridLayout(this);
-    layout->addWidget(m_text_view, 0, 0);
-    layout->addWidget(m_waveform_view, 0, 1);
-    layout->setColumnStretch(0, 0);
-    layout->setColumnStretch(1, 1);
-}
-
-PGMDQ_DEBUG_WAVEFORM_WIDGET::~PGMDQ_DEBUG_WAVEFORM_WIDGET() = default;
-
-void PGMDQ_DEBUG_WAVEFORM_WIDGET::draw_waveform(unsigned width, unsigned depth, unsigned char** waveforms,
-                                                const PGMDQ_DEBUG_SIGNAL* debug_signals, unsigned start, int step)
-{
-    m_waveform_data.reset();
-    if (width == 0) {
-        PGMDQ_ASSERT(depth == 0 && waveforms == NULL && debug_signals == NULL);
-        return;
-    }
-    PGMDQ_ASSERT(depth > 0 && waveforms != NULL && debug_signals != NULL);
-    m_waveform_width = width;
-    m_waveform_depth = depth;
-    const unsigned sample_size = pgmdq_sample_byte_size(width);
-    m_waveform_data = std::make_unique<PGMDQ_SAMPLE_BUFFERS>(depth, sample_size);
-    for (unsigned i = 0; i < depth; ++i)
-        std::memcpy(m_waveform_data->data()[i], waveforms[i], sample_size);
-    m_text_scene->draw_text(debug_signals);
-    m_waveform_scene->draw_waveform(width, depth, m_waveform_data->data(), debug_signals, start, step);
-    m_debug_signals = debug_signals;
-}
-
-const unsigned char* PGMDQ_DEBUG_WAVEFORM_WIDGET::sample(unsigned index) const
-{
-    if (!m_waveform_data || index >= m_waveform_depth)
-        return nullptr;
-    return m_waveform_data->data()[index];
-}
-
-void PGMDQ_DEBUG_WAVEFORM_WIDGET::save_waveform(std::string path)
-{
-    PGMDQ_ASSERT(m_waveform_data != NULL && m_waveform_width > 0 && m_waveform_depth &&
-                 PGMDQ_SFL_DEBUG_SIZE == m_waveform_width);
-    const unsigned sample_size = pgmdq_sample_byte_size(m_waveform_width);
-    const std::uint64_t samples_size = std::uint64_t(sample_size) * m_waveform_depth;
-    std::vector<unsigned char> file(WVF_FIELDS_SIZE + samples_size, 0);
-    put_little_endian_dword(&file[0], m_waveform_width);
-    put_little_endian_dword(&file[4], m_waveform_depth);
-    for (unsigned i = 0; i < m_waveform_depth; ++i)
-        std::memcpy(&file[8 + std::size_t(i) * sample_size], m_waveform_data->data()[i], sample_size);
-    const std::size_t signature_offset = file.size() - 4;
-    put_little_endian_dword(&file[signature_offset], byte_sum(file.data(), signature_offset));
-
-    // A file that cannot be opened is not reported: the write simply does not happen.
-    std::ofstream output(path, std::ios::binary | std::ios::trunc);
-    output.write(reinterpret_cast<const char*>(file.data()), std::streamsize(file.size()));
-    output.flush();
-    output.close();
-}
-
-// A file that is not a trace of this IP is a broken invariant, not a user error: every check is
-// an internal error: size, signature, width, then the layout the depth implies.
-void PGMDQ_DEBUG_WAVEFORM_WIDGET::open_waveform(std::string path)
-{
-    FIO_STATUS stat_info;
-    PGMDQ_ASSERT(FIO_FILE_SYSTEM::exists(path.c_str()) && FIO_FILE_SYSTEM::status(path.c_str(), &stat_info));
-    const std::uint64_t file_size = stat_info.size;
-
-    std::ifstream input(path, std::ios::binary);
-    PGMDQ_ASSERT(input.good());
-    std::vector<unsigned char> buffer(file_size, 0);
-    input.read(reinterpret_cast<char*>(buffer.data()), std::streamsize(file_size));
-    input.close();
-
-    PGMDQ_ASSERT(file_size > 12);
-    const std::uint32_t signature = byte_sum(buffer.data(), file_size - 4);
-    const std::uint32_t dword_data[] = {little_endian_dword(&buffer[file_size - 4])};
-    PGMDQ_ASSERT(signature == dword_data[0]);
-    const std::uint32_t width = little_endian_dword(&buffer[0]);
-    PGMDQ_ASSERT(width == PGMDQ_SFL_DEBUG_SIZE);
-    const std::uint32_t depth = little_endian_dword(&buffer[4]);
-    // 64-bit so that a forged depth cannot wrap around to the real size.
-    const std::uint64_t memory_byte_size = pgmdq_sample_byte_size(PGMDQ_SFL_DEBUG_SIZE);
-    PGMDQ_ASSERT(file_size == (4 + 4 + 4 + memory_byte_size * depth));
-
-    PGMDQ_SAMPLE_BUFFERS samples(depth, unsigned(memory_byte_size));
-    for (unsigned i = 0; i < depth; ++i)
-        std::memcpy(samples.data()[i], &buffer[8 + i * memory_byte_size], memory_byte_size);
-    draw_waveform(PGMDQ_SFL_DEBUG_SIZE, depth, samples.data(), PGMDQ_SFL_DEBUG_SIGNALS, 0, TRACE_STEP);
-}
 
 PGMDQ_DEBUG_WAVEFORM_VIEWER::PGMDQ_DEBUG_WAVEFORM_VIEWER(QWidget* parent) : QWidget(parent)
 {
@@ -438,9 +92,20 @@ PGMDQ_DEBUG_WAVEFORM_VIEWER::PGMDQ_DEBUG_WAVEFORM_VIEWER(QWidget* parent) : QWid
     m_start_button = new QPushButton(tr("Start"));
     for (QPushButton* button : {m_open_button, m_save_button, m_read_usedw_button, m_reset_button, m_start_button})
         buttons->addWidget(button);
+    buttons->addStretch(1);
+    m_export_button = new QPushButton(tr("Export VCD..."));
+    m_export_button->setToolTip(tr("Write the trace shown as a Value Change Dump, as wvf2vcd does"));
+    m_split_buses_check = new QCheckBox(tr("Buses as single-bit wires"));
+    m_split_buses_check->setToolTip(tr("For VCD readers without vector support: each bus bit as a wire \"name [k]\""));
+    buttons->addWidget(m_export_button);
+    buttons->addWidget(m_split_buses_check);
+    m_trace_label = new QLabel;
+    m_trace_label->setTextInteractionFlags(Qt::TextSelectableByMouse);
+    m_trace_label->setText(tr("No trace"));
     m_waveform_widget = new PGMDQ_DEBUG_WAVEFORM_WIDGET(waveform_box);
     auto* box_layout = new QVBoxLayout(waveform_box);
     box_layout->addLayout(buttons);
+    box_layout->addWidget(m_trace_label);
     box_layout->addWidget(m_waveform_widget);
 
     auto* layout = new QVBoxLayout(this);
@@ -459,10 +124,25 @@ PGMDQ_DEBUG_WAVEFORM_VIEWER::PGMDQ_DEBUG_WAVEFORM_VIEWER(QWidget* parent) : QWid
     connect(m_read_usedw_button, &QPushButton::clicked, this, &PGMDQ_DEBUG_WAVEFORM_VIEWER::on_read_usedw);
     connect(m_reset_button, &QPushButton::clicked, this, &PGMDQ_DEBUG_WAVEFORM_VIEWER::on_reset);
     connect(m_start_button, &QPushButton::clicked, this, &PGMDQ_DEBUG_WAVEFORM_VIEWER::on_start);
+    connect(m_export_button, &QPushButton::clicked, this, &PGMDQ_DEBUG_WAVEFORM_VIEWER::on_export_vcd);
 
     m_scan_button->setEnabled(false);
     m_save_button->setEnabled(false);
+    m_export_button->setEnabled(false);
     set_device_buttons_enabled(false);
+}
+
+QString PGMDQ_DEBUG_WAVEFORM_VIEWER::trace_origin() const
+{
+    return m_trace_label->text();
+}
+
+// Where the trace shown came from; Export is there whenever the widget holds a trace.
+void PGMDQ_DEBUG_WAVEFORM_VIEWER::set_trace_origin(const QString& origin)
+{
+    m_trace_label->setText(origin);
+    if (m_export_button)
+        m_export_button->setEnabled(m_waveform_widget && m_waveform_widget->holds_trace());
 }
 
 PGMDQ_DEBUG_WAVEFORM_VIEWER::~PGMDQ_DEBUG_WAVEFORM_VIEWER()
@@ -490,11 +170,12 @@ void PGMDQ_DEBUG_WAVEFORM_VIEWER::on_open()
     if (dialog.exec() != QDialog::Accepted)
         return;
     const QStringList selected_files = dialog.selected_files();
-    PGMDQ_ASSERT(!selected_files.isEmpty());
+    PGMDQ_WAVE_ASSERT(!selected_files.isEmpty());
     FIO_PATH path(selected_files.first().toLocal8Bit().toStdString());
     path.extension(".wvf", "");
-    PGMDQ_ASSERT(FIO_FILE_SYSTEM::exists(path.fullpath().c_str()));
+    PGMDQ_WAVE_ASSERT(FIO_FILE_SYSTEM::exists(path.fullpath().c_str()));
     m_waveform_widget->open_waveform(path.fullpath());
+    set_trace_origin(tr("File: %1").arg(pgmdq_from_local8(path.fullpath())));
 }
 
 void PGMDQ_DEBUG_WAVEFORM_VIEWER::on_save()
@@ -507,7 +188,45 @@ void PGMDQ_DEBUG_WAVEFORM_VIEWER::on_save()
         return;
     FIO_PATH path(selected_files.first().toLocal8Bit().toStdString());
     path.extension(".wvf", "");
-    m_waveform_widget->save_waveform(path.fullpath());
+    if (m_waveform_widget->save_waveform(path.fullpath()))
+        set_trace_origin(tr("File: %1").arg(pgmdq_from_local8(path.fullpath())));
+}
+
+// The trace shown as a VCD, whole or not at all; the same text as wvf2vcd writes, but for the
+// comment saying where it came from.
+void PGMDQ_DEBUG_WAVEFORM_VIEWER::on_export_vcd()
+{
+    if (!m_waveform_widget->holds_trace())
+        return;
+    TFCQ_FILE_DLG dialog(this, TFCQ_FILE_DLG::SAVE_FILE, tr("Export VCD"), tr("Value Change Dump (*.vcd)"));
+    if (dialog.exec() != QDialog::Accepted)
+        return;
+    const QStringList selected_files = dialog.selected_files();
+    if (selected_files.isEmpty())
+        return;
+    FIO_PATH path(pgmdq_local8(selected_files.first()));
+    path.extension(".vcd", "");
+    const std::string target = path.fullpath();
+
+    TFCQ_WAIT_CURSOR wait;
+    const std::vector<std::uint64_t> samples = m_waveform_widget->packed_samples();
+    PGMDQ_VCD_OPTIONS options;
+    options.split_buses = m_split_buses_check->isChecked();
+    options.comment = "exported by the Debug Waveform Viewer from " + pgmdq_local8(m_trace_label->text());
+    QSaveFile file(pgmdq_from_local8(target));
+    const bool written = file.open(QIODevice::WriteOnly) &&
+                         pgmdq_write_vcd(samples.data(), std::uint32_t(samples.size()), m_waveform_widget->debug_signals(),
+                                         options,
+                                         [&file](const char* data, std::size_t size) {
+                                             thr_process_events();
+                                             return file.write(data, qint64(size)) == qint64(size);
+                                         }) &&
+                         file.commit();
+    if (!written) {
+        msg_post(MSG_PGMDQ::E::FILE_IO_ERROR(target + " (" + pgmdq_local8(file.errorString()) + ")"));
+        return;
+    }
+    post_info("VCD exported to " + target);
 }
 
 void PGMDQ_DEBUG_WAVEFORM_VIEWER::on_hardware()
@@ -546,7 +265,7 @@ void PGMDQ_DEBUG_WAVEFORM_VIEWER::on_device()
 
 void PGMDQ_DEBUG_WAVEFORM_VIEWER::run_on_debug_ip(const std::function<void(bool, unsigned)>& operation)
 {
-    PGMDQ_ASSERT(DWORD(m_device_combo->count()) == DWORD(m_device_id.size()) && m_device_id.size() > 0);
+    PGMDQ_WAVE_ASSERT(DWORD(m_device_combo->count()) == DWORD(m_device_id.size()) && m_device_id.size() > 0);
     TFCQ_BUSY_DLG busy(tr("Please wait while Programmer is processing..."), tr("Programmer Debug Waveform Viewer"),
                        this);
     m_engine->set_dut_count(unsigned(m_device_id.size()));
@@ -598,6 +317,7 @@ void PGMDQ_DEBUG_WAVEFORM_VIEWER::on_reset()
         m_engine->load_jtag_virtual_instruction(true, IP_RESET_TRACE, device_index, false, false);
         m_waveform_widget->draw_waveform(0, 0, NULL, NULL, 0, 0);
         m_waveform_widget->waveform_scene()->clear();
+        set_trace_origin(tr("No trace"));
     });
 }
 
@@ -623,7 +343,7 @@ void PGMDQ_DEBUG_WAVEFORM_VIEWER::capture_trace(unsigned device_index)
     if (read) {
         // An IP without the feature is a broken set-up, not a user error.
         if ((descriptor & DESCRIPTOR_FEATURE_MASK) == 0 || (descriptor >> DESCRIPTOR_SIZE_SHIFT) == 0)
-            PGMDQ_INTERNAL_ERROR(
+            PGMDQ_WAVE_INTERNAL_ERROR(
                 "Detected IP does not support waveform debug feature and/or debug size must be greater than 0");
         read = m_engine->load_jtag_virtual_instruction(true, IP_READ_SAMPLES, device_index, false, true);
         const unsigned samples = (descriptor >> DESCRIPTOR_SIZE_SHIFT) * DESCRIPTOR_SIZE_UNIT;
@@ -631,7 +351,10 @@ void PGMDQ_DEBUG_WAVEFORM_VIEWER::capture_trace(unsigned device_index)
         for (unsigned i = 0; read && i < samples; ++i)
             read = m_engine->read_dr_data(true, PGMDQ_SFL_DEBUG_SIZE, buffers.data()[i], device_index);
         m_waveform_widget->draw_waveform(PGMDQ_SFL_DEBUG_SIZE, samples, buffers.data(), PGMDQ_SFL_DEBUG_SIGNALS, 0,
-                                         TRACE_STEP);
+                                         PGMDQ_DEBUG_WAVE_GEOMETRY::TRACE_STEP);
+        const QString when = QDateTime::currentDateTime().toString("yyyy-MM-dd hh:mm:ss");
+        set_trace_origin(read ? tr("Captured from %1 at %2").arg(m_device_combo->currentText(), when)
+                              : tr("Captured from %1 at %2, memory read incomplete").arg(m_device_combo->currentText(), when));
     }
     if (!read) {
         post_info("Fail to read memory");

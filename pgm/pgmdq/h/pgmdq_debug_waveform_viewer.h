@@ -1,10 +1,19 @@
 // The debug waveform viewer: the debug IP's signal table, the trace widget with its two scenes
-// (names and waves), and the panel that captures a trace over JTAG and saves or opens ".wvf" files.
+// (names and waves) and its navigation (zoom, ruler, cursors, values, find), and the panel that
+// captures a trace over JTAG, saves or opens ".wvf" files and exports VCD.
+//
+// The unit is spread over files named after it, one per job:
+//   _trace.h / _trace.cpp            the trace in memory and the ".wvf" file
+//   _drawing.h / _drawing.cpp        the scenes and wave items
+//   _navigation.h / _navigation.cpp  the views, ruler, values column, zoom, cursors and find
+//   _vcd.h / _vcd.cpp                the VCD writer shared with wvf2vcd
+//   this header / .cpp               the panel
 #pragma once
 
-#include <QColor>
-#include <QGraphicsScene>
-#include <QHash>
+#include "pgmdq_debug_waveform_viewer_drawing.h"
+#include "pgmdq_debug_waveform_viewer_navigation.h"
+#include "pgmdq_debug_waveform_viewer_trace.h"
+
 #include <QWidget>
 
 #include <cstdint>
@@ -13,111 +22,15 @@
 #include <string>
 #include <vector>
 
+class QAction;
+class QCheckBox;
 class QComboBox;
 class QGraphicsView;
+class QKeyEvent;
+class QLabel;
 class QLineEdit;
 class QPushButton;
 class PGMD_CM_ENGINE;
-
-// One row of a signal table; a table ends with a row of empty name and width 0.
-struct PGMDQ_DEBUG_SIGNAL {
-    std::string name;
-    std::uint32_t width;
-};
-
-// Bits in one sample of the debug IP's trace.
-static const unsigned PGMDQ_SFL_DEBUG_SIZE = 37;
-
-// The debug IP's signals in sample bit order, from bit 0 upward.
-static const PGMDQ_DEBUG_SIGNAL PGMDQ_SFL_DEBUG_SIGNALS[] = {
-    {"tck", 1},
-    {"tdi", 1},
-    {"usr1", 1},
-    {"ir_in", 12},
-    {"sdrs", 1},
-    {"sdr", 1},
-    {"udr", 1},
-    {"udr_reg", 1},
-    {"scein", 1},
-    {"dclkin", 1},
-    {"sdoin", 1},
-    {"data1out", 1},
-    {"data1out_reg", 1},
-    {"total_bit_count", 12},
-    {"tdo", 1},
-    {"", 0},
-};
-
-static const QColor PGMDQ_DEBUG_BG_COLOR(Qt::black);
-// Even rows (0, 2, ...) and their names.
-static const QColor PGMDQ_DEBUG_COLOR2(Qt::red);
-// Odd rows, their names, and every bus value label.
-static const QColor PGMDQ_DEBUG_COLOR1(Qt::white);
-
-// A trace in memory: `depth` pointers, each to its own sample of ceil(width / 8) bytes. The
-// samples share one zero-filled block so that a long trace costs one allocation, not one each.
-class PGMDQ_SAMPLE_BUFFERS {
-public:
-    PGMDQ_SAMPLE_BUFFERS(unsigned depth, unsigned bytes_per_sample);
-    // The pointers point into the owned block: moving keeps them valid, copying would not.
-    PGMDQ_SAMPLE_BUFFERS(PGMDQ_SAMPLE_BUFFERS&&) = default;
-    PGMDQ_SAMPLE_BUFFERS(const PGMDQ_SAMPLE_BUFFERS&) = delete;
-    PGMDQ_SAMPLE_BUFFERS& operator=(const PGMDQ_SAMPLE_BUFFERS&) = delete;
-    unsigned char** data() { return m_samples.data(); }
-
-private:
-    std::vector<unsigned char> m_bytes;
-    std::vector<unsigned char*> m_samples;
-};
-
-// Bytes that hold one sample of `width` bits.
-inline unsigned pgmdq_sample_byte_size(unsigned width)
-{
-    return (width + 7) / 8;
-}
-
-// The value of the `width` bits of `sample` that start at bit `first_bit`, least significant first.
-std::uint32_t pgmdq_sample_bits(const unsigned char* sample, unsigned first_bit, unsigned width);
-
-// The signal names, one per row, in the row's colour.
-class PGMDQ_DEBUG_TEXT_SCENE : public QGraphicsScene {
-    Q_OBJECT
-public:
-    explicit PGMDQ_DEBUG_TEXT_SCENE(QObject* parent = nullptr);
-
-    void draw_text(const PGMDQ_DEBUG_SIGNAL* debug_signals);
-
-    double preferred_width() const { return m_preferred_width; }
-    double preferred_height() const { return m_preferred_height; }
-
-private:
-    double m_preferred_width = 0;
-    double m_preferred_height = 0;
-    double m_offset = 0;
-};
-
-// The waves: square waves for single-bit signals, crossing rails with hexadecimal labels for buses.
-class PGMDQ_DEBUG_WAVEFORM_SCENE : public QGraphicsScene {
-    Q_OBJECT
-public:
-    explicit PGMDQ_DEBUG_WAVEFORM_SCENE(QObject* parent = nullptr);
-
-    // Drawing always begins at sample 0; `start` is accepted for the callers' sake.
-    void draw_waveform(unsigned width, unsigned depth, unsigned char** waveforms,
-                       const PGMDQ_DEBUG_SIGNAL* debug_signals, unsigned start, int step);
-
-private:
-    void draw_waveform_line(const unsigned* values, unsigned first, unsigned last, unsigned mask, unsigned row,
-                            double step, QColor colour);
-    void draw_waveform_bus(const unsigned* values, unsigned first, unsigned last, unsigned mask, unsigned bus_width,
-                           unsigned row, QColor colour, double step);
-    void add_bus_label(unsigned value, double segment_start, double segment_length, double y);
-    double label_width(const QString& label);
-
-    double m_offset = 0;
-    // Rendered label widths by text: a long trace repeats the same few values many times.
-    QHash<QString, double> m_label_widths;
-};
 
 class PGMDQ_DEBUG_WAVEFORM_WIDGET : public QWidget {
     Q_OBJECT
@@ -130,25 +43,113 @@ public:
     void draw_waveform(unsigned width, unsigned depth, unsigned char** waveforms,
                        const PGMDQ_DEBUG_SIGNAL* debug_signals, unsigned start, int step);
 
-    void save_waveform(std::string path);
+    // Writes the stored trace whole or not at all; a failure is told to the user. True when saved.
+    bool save_waveform(std::string path);
     void open_waveform(std::string path);
 
     PGMDQ_DEBUG_WAVEFORM_SCENE* waveform_scene() const { return m_waveform_scene; }
     PGMDQ_DEBUG_TEXT_SCENE* text_scene() const { return m_text_scene; }
     QGraphicsView* waveform_view() const { return m_waveform_view; }
+    QGraphicsView* text_view() const { return m_text_view; }
     unsigned waveform_depth() const { return m_waveform_depth; }
     // Sample `index` of the stored trace, or null when none is stored.
     const unsigned char* sample(unsigned index) const;
+    bool holds_trace() const { return m_waveform_data != nullptr; }
+    // The stored trace's samples, bit b of sample i in bit b of element i (empty without one),
+    // and the signal table it was drawn with.
+    std::vector<std::uint64_t> packed_samples() const;
+    const PGMDQ_DEBUG_SIGNAL* debug_signals() const { return m_debug_signals; }
+
+    // --- Navigation (pgmdq_debug_waveform_viewer_navigation.cpp) ---
+    // The trace on screen: the one drawn, as long as the wave scene shows it.
+    std::shared_ptr<const PGMDQ_DEBUG_WAVE_TRACE> shown_trace() const { return m_waveform_scene->trace(); }
+
+    // Horizontal scale of the wave view over the scene (1 is the drawing's own 1:1 scale), kept between the
+    // whole trace in the viewport and 16 pixels per scene unit.
+    double zoom() const { return m_zoom; }
+    double min_zoom() const;
+    double max_zoom() const;
+    // Zooms keeping the sample under viewport x `anchor_x` where it is.
+    void set_zoom(double zoom, double anchor_x);
+    void zoom_in();
+    void zoom_out();
+    void zoom_fit();
+    // Zooms so that samples `first` to `last` fill the viewport.
+    void zoom_to_samples(double first, double last);
+    // Sample coordinate (fractional) at a viewport x, and back.
+    double sample_at(double viewport_x) const;
+    double viewport_x_of(double sample) const;
+    // Scrolls so that `sample` is in view (centred when it was not).
+    void reveal_sample(std::uint32_t sample);
+
+    // Cursors: sample numbers, or -1 when not placed. A new trace puts the primary at 0.
+    int primary_cursor() const { return m_primary_cursor; }
+    int secondary_cursor() const { return m_secondary_cursor; }
+    void set_primary_cursor(std::uint32_t sample);
+    void set_secondary_cursor(std::uint32_t sample);
+
+    // The selected signal (row), which the searches use; -1 without a trace.
+    int selected_row() const { return m_selected_row; }
+    void select_row(int row);
+    // The row whose band holds scene y, or -1.
+    int row_at(double scene_y) const;
+
+    // Find: the next or previous change of the selected signal from the primary cursor; the next
+    // or previous run of the selected signal holding a hexadecimal value; a sample number. Each
+    // moves the primary cursor there and brings it into view, or says in the status line why not.
+    bool find_edge(bool forward);
+    bool find_value(const QString& hex, bool forward);
+    bool go_to_sample(const QString& text);
+    QString status_text() const;
+
+    PGMDQ_DEBUG_WAVEFORM_RULER* ruler() const { return m_ruler; }
+    PGMDQ_DEBUG_WAVEFORM_VALUES* values_column() const { return m_values; }
+    QComboBox* signal_combo() const { return m_signal_combo; }
+    QLineEdit* value_edit() const { return m_value_edit; }
+    QLineEdit* sample_edit() const { return m_sample_edit; }
+
+    // Keys the wave and names views share (arrows, pages, Home/End, Ctrl+Up/Down); true if used.
+    bool handle_navigation_key(QKeyEvent* event);
+    // Scrolls the wave view by pixels.
+    void scroll_by(int dx, int dy);
+    // A range being dragged on the ruler (viewport x), shown over the waves; empty to end it.
+    void set_drag_band(int from_x, int to_x);
+    bool drag_band(int* from_x, int* to_x) const;
+
+signals:
+    // Zoom, scroll, cursors, selection or the shown trace changed.
+    void navigation_changed();
 
 private:
+    void build_toolbar();
+    void reset_navigation();
+    void update_cursor_strip(int sample);
+    void show_status(const QString& text);
+    void refresh_overlays();
+    QString row_label(unsigned row) const;
+
     PGMDQ_DEBUG_WAVEFORM_SCENE* m_waveform_scene;
     PGMDQ_DEBUG_TEXT_SCENE* m_text_scene;
     QGraphicsView* m_waveform_view;
     QGraphicsView* m_text_view;
-    std::unique_ptr<PGMDQ_SAMPLE_BUFFERS> m_waveform_data;
+    std::shared_ptr<PGMDQ_SAMPLE_BUFFERS> m_waveform_data;
     unsigned m_waveform_width = 0;
     unsigned m_waveform_depth = 0;
     const PGMDQ_DEBUG_SIGNAL* m_debug_signals = nullptr;
+
+    PGMDQ_DEBUG_WAVEFORM_RULER* m_ruler = nullptr;
+    PGMDQ_DEBUG_WAVEFORM_VALUES* m_values = nullptr;
+    QComboBox* m_signal_combo = nullptr;
+    QLineEdit* m_value_edit = nullptr;
+    QLineEdit* m_sample_edit = nullptr;
+    QLabel* m_status = nullptr;
+    double m_zoom = 1;
+    int m_primary_cursor = -1;
+    int m_secondary_cursor = -1;
+    int m_selected_row = -1;
+    int m_band_from = 0;
+    int m_band_to = 0;
+    bool m_band = false;
 };
 
 class PGMDQ_DEBUG_WAVEFORM_VIEWER : public QWidget {
@@ -159,6 +160,8 @@ public:
 
     PGMDQ_DEBUG_WAVEFORM_WIDGET* waveform_widget() const { return m_waveform_widget; }
     const PGMD_CM_ENGINE* engine() const { return m_engine.get(); }
+    // Where the trace shown came from: "No trace", its file, or its capture and when.
+    QString trace_origin() const;
 
 private slots:
     void on_hardware();
@@ -168,6 +171,7 @@ private slots:
     void on_read_usedw();
     void on_reset();
     void on_start();
+    void on_export_vcd();
 
 protected:
     void resizeEvent(QResizeEvent* event) override;
@@ -180,6 +184,7 @@ private:
     void report_ip_missing();
     void run_on_debug_ip(const std::function<void(bool ip_found, unsigned device_index)>& operation);
     void capture_trace(unsigned device_index);
+    void set_trace_origin(const QString& origin);
 
     QLineEdit* m_hardware_edit;
     QPushButton* m_setup_button;
@@ -191,7 +196,10 @@ private:
     QPushButton* m_read_usedw_button;
     QPushButton* m_reset_button;
     QPushButton* m_start_button;
-    PGMDQ_DEBUG_WAVEFORM_WIDGET* m_waveform_widget;
+    PGMDQ_DEBUG_WAVEFORM_WIDGET* m_waveform_widget = nullptr;
     std::unique_ptr<PGMD_CM_ENGINE> m_engine;
     std::vector<std::uint32_t> m_device_id;
+    QPushButton* m_export_button = nullptr;
+    QCheckBox* m_split_buses_check = nullptr;
+    QLabel* m_trace_label = nullptr;
 };

@@ -109,6 +109,32 @@
     </message>
 </context>
 <context>
+    <name>PGMDQ_DEBUG_WAVEFORM_RULER</name>
+    <message>
+        <source>Drag to zoom to a range; click to place the primary cursor, Shift+click the secondary</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>A %1</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>B %1</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Δ %1</source>
+        <translation type="unfinished"></translation>
+    </message>
+</context>
+<context>
+    <name>PGMDQ_DEBUG_WAVEFORM_VALUES</name>
+    <message>
+        <source>Each signal&apos;s value at the primary cursor</source>
+        <translation type="unfinished"></translation>
+    </message>
+</context>
+<context>
     <name>PGMDQ_DEBUG_WAVEFORM_VIEWER</name>
     <message>
         <source>Debug Waveform Viewer will interface with debug-feature-enabled Programmer IP and draw the debug waveform.</source>
@@ -180,6 +206,185 @@
     </message>
     <message>
         <source>Programmer Debug Waveform Viewer</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Export VCD...</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Write the trace shown as a Value Change Dump, as wvf2vcd does</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Buses as single-bit wires</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>For VCD readers without vector support: each bus bit as a wire &quot;name [k]&quot;</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>No trace</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>File: %1</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Export VCD</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Value Change Dump (*.vcd)</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Captured from %1 at %2</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Captured from %1 at %2, memory read incomplete</source>
+        <translation type="unfinished"></translation>
+    </message>
+</context>
+<context>
+    <name>PGMDQ_DEBUG_WAVEFORM_WIDGET</name>
+    <message>
+        <source>Zoom in around the mouse or the primary cursor</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Zoom out around the mouse or the primary cursor</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Fit</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Show the whole trace</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>The signal the searches look at (Ctrl+Up, Ctrl+Down)</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Previous edge of the selected signal</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Next edge of the selected signal</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>A value of the selected signal to find, in hexadecimal (Ctrl+F)</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Find Value</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Type a value to find</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Previous run of the selected signal holding the value</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Next run of the selected signal holding the value</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Go To</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Type a sample number to go to</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>No trace to search</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>No edge of %1 after sample %2</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>No edge of %1 before sample %2</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>%1 changes to %2 at sample %3</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Not a hexadecimal value: &quot;%1&quot;</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>%1 cannot hold %2</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>%1 does not hold %2 after sample %3</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>%1 does not hold %2 before sample %3</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>%1 holds %2 from sample %3 to %4</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>No sample &quot;%1&quot;: the trace holds samples 0 to %2</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Primary cursor at sample %1</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Zoom +</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Zoom −</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>◀ Edge</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Edge ▶</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>hex value</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>◀ Value</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Value ▶</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>sample</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>A sample number to put the primary cursor on, then Enter (Ctrl+G)</source>
         <translation type="unfinished"></translation>
     </message>
 </context>
