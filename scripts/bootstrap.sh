@@ -10,6 +10,7 @@ packages=(
   xvfb xauth x11-apps imagemagick
   zlib1g-dev libcurl4-openssl-dev
   perl python3 python3-pexpect gzip
+  openssh-server openssh-client python3-aiosmtpd
   gtkwave
 )
 

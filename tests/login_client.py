@@ -50,7 +50,8 @@ def patterns(options):
     return [
         ("question", re.compile(rb"The authenticity of host '[^']+' can't be established\.\r\n"
                                 rb"ED25519 key fingerprint is SHA256:[A-Za-z0-9+/]{43}\.\r\n"
-                                rb"This key is not known by any other names\.\r\n"
+                                # whether the key is known by other names, and which
+                                rb"(?:[^\r\n]*\r\n){1,8}?"
                                 rb"Are you sure you want to continue connecting \(yes/no/\[fingerprint\]\)\? ")),
         ("retype", re.compile(re.escape(b"\rPlease type 'yes', 'no' or the fingerprint: "))),
         ("added", re.compile(rb"Warning: Permanently added '[^']+' \(ED25519\) to the list of known hosts\.\r+\n")),

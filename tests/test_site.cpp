@@ -29,91 +29,40 @@ protected:
         char pattern[] = "/tmp/test_site_XXXXXX";
         ASSERT_NE(mkdtemp(pattern), nullptr);
         m_home = pattern;
-        const std::string user = gen_get_setting("loopback/account_user");
-        ASSERT_FALSE(user.empty());
+        m_user = gen_get_setting("loopback/account_user");
+        ASSERT_FALSE(m_user.empty());
         setenv("LOGIN_PASSWORD", gen_get_setting("loopback/account_password").c_str(), 1);
         // The client's home is the test's own, so every test starts with no known host.
-        m_site = {user,
-                  setting("image_build_host"),
-                  user + "@" + setting("image_build_host") + ":~> ",
-                  build_dir() + "/site/banner",
-                  build_dir() + "/site/motd",
-                  "HOME=" + m_home + " PATH=" + build_dir() + "/site/bin:$PATH"};
+        m_environment = "HOME=" + m_home + " PATH=" + build_dir() + "/site/bin:$PATH";
     }
 
     void TearDown() override { run("rm -rf " + m_home); }
 
-    // A log-in to `host` that answers the host-key question and the password right.
-    RUN_RESULT session(const std::string& host, const std::vector<std::string>& commands, const std::string& kill = "")
+    LOGIN_SITE site_of(const std::string& host) const
     {
-        LOGIN_SITE site = m_site;
-        site.host = host;
-        site.prompt = site.user + "@" + host + ":~> ";
-        return run_login(site, "yes,right", commands, kill);
-    }
-
-    // The report of a session that ran `commands` and exited with 3.
-    static std::string session_events(const std::vector<std::string>& outputs)
-    {
-        std::string events = "question\nadded\nbanner\npassword\nmotd\nprompt\n";
-        for (const std::string& output : outputs)
-            events += "output " + output + "\nprompt\n";
-        return events + "closed\nstatus 3\n";
+        return {m_user, host, m_user + "@" + host + ":~> ", build_dir() + "/site/banner", build_dir() + "/site/motd",
+                m_environment};
     }
 
     std::string m_home;
-    LOGIN_SITE m_site;
+    std::string m_user;
+    std::string m_environment;
 };
 
 class LOGIN : public SITE, public ::testing::WithParamInterface<LOGIN_CASE> {};
 
 TEST_P(LOGIN, SaysAndAsksWhatOpenSshDoes)
 {
-    const LOGIN_CASE& c = GetParam();
-    if (c.known_before) {
-        ASSERT_EQ(run_login(m_site, "yes,right", {"exit 3"}).status, 0);
-    }
-    const RUN_RESULT result = run_login(m_site, c.answers, LOGIN_PROBE);
-    EXPECT_EQ(result.status, 0);
-    EXPECT_EQ(result.output, c.events);
-    EXPECT_EQ(host_is_known(m_site, m_home), c.known_after);
+    expect_login_case(site_of(setting("image_build_host")), GetParam(), m_home);
 }
 
 INSTANTIATE_TEST_SUITE_P(Cases, LOGIN, ::testing::ValuesIn(LOGIN_CASES),
                          [](const ::testing::TestParamInfo<LOGIN_CASE>& info) { return login_case_name(info.param); });
 
-// The release's own tools through the site, as the checker's scripts run them: on the workstation
-// the share is mounted as "S:" and the converter takes "S:" paths; on the data-build host the
-// die's emulator runs. A share the workstation does not know is refused.
 TEST_F(SITE, WorkstationAndDataHostRunTheReleaseTools)
 {
-    const std::string dir_name = "test_site_" + std::to_string(getpid());
-    const std::string dir = setting("linux_rk_test_dir") + dir_name + "/";
-    ASSERT_EQ(mkdir(dir.c_str(), 0755), 0) << dir;
-    const RUN_RESULT made = run(build_dir() + "/bin/pgm_release_maker --out " + dir + "release --dies C5D1 --sofs 1" +
-                                " --emulator-root " + dir + "emulator");
-    ASSERT_EQ(made.status, 0) << made.output;
-    const std::string release = "S:/data/" + dir_name + "/release/";
-    const std::string base = "calder5/C5D1/c5d1_design01";
-    const std::string share = setting("rk_test_dir_mount");
-    const RUN_RESULT image = session(
-        setting("image_build_host"),
-        {"mount //elsewhere/share S: || echo mount=$?", "mount " + share + " S:",
-         release + "sof2img/calder5_sof2img.exe " + release + base + ".sof " + release + base + ".img -s2i C5D1",
-         "exit 3"});
-    EXPECT_EQ(image.output, session_events({"mount: the network name //elsewhere/share cannot be found|mount=2",
-                                            "S: is now connected to " + share,
-                                            "sof2img: " + release + base + ".sof -> " + release + base +
-                                                ".img (C5D1)"}));
-
-    const std::string emulator = dir + "emulator/C5D1/C5D1";
-    const std::string linux_base = dir + "release/" + base;
-    const RUN_RESULT data = session(setting("data_build_host"),
-                                    {emulator + " -o " + linux_base + " -m3 -img " + linux_base + ".img", "exit 3"});
-    EXPECT_EQ(data.output, session_events({"ICD data of C5D1 written to " + linux_base + ".dat|End of running " +
-                                           emulator}));
-    EXPECT_EQ(access((linux_base + ".dat").c_str(), R_OK), 0);
-    run("rm -rf " + dir);
+    expect_release_tools_run(site_of(setting("image_build_host")), site_of(setting("data_build_host")),
+                             setting("linux_rk_test_dir"), setting("rk_test_dir_mount"));
 }
 
 // However the session ends, from inside or killed from outside (SIGKILL included), no process of
@@ -121,9 +70,9 @@ TEST_F(SITE, WorkstationAndDataHostRunTheReleaseTools)
 TEST_F(SITE, SessionLeavesNothingBehind)
 {
     for (const std::string kill : {"SIGKILL", "SIGTERM", "SIGHUP", ""}) {
-        const RUN_RESULT result = session(setting("data_build_host"),
-                                          {"echo $$ $HOME", "sleep 1231 & sleep 1232 &", kill.empty() ? "exit 3" : "sleep 1233"},
-                                          kill);
+        const RUN_RESULT result = run_login(site_of(setting("data_build_host")), "yes,right",
+                                            {"echo $$ $HOME", "sleep 1231 & sleep 1232 &", kill.empty() ? "exit 3" : "sleep 1233"},
+                                            kill);
         const std::string::size_type output = result.output.find("output ");
         ASSERT_NE(output, std::string::npos) << result.output;
         std::istringstream words(result.output.substr(output + 7));
@@ -166,10 +115,10 @@ TEST_F(SITE, AccountComesFromTheSettingsTheHostNames)
                   settings)
                   .status,
               0);
-    m_site.environment += " PGMDQ_SITE_SETTINGS=" + settings;
-    EXPECT_EQ(run_login(m_site, "yes,other-secret", {"exit 3"}).output,
-              "question\nadded\nbanner\npassword\nmotd\nprompt\nclosed\nstatus 3\n");
-    EXPECT_EQ(run_login(m_site, "right,right,right", {"exit 3"}).output,
+    m_environment += " PGMDQ_SITE_SETTINGS=" + settings;
+    const LOGIN_SITE site = site_of(setting("data_build_host"));
+    EXPECT_EQ(run_login(site, "yes,other-secret", {"exit 3"}).output, first_session_events({}));
+    EXPECT_EQ(run_login(site, "right,right,right", {"exit 3"}).output,
               "banner\npassword\ndenied\npassword\ndenied\npassword\nrefused\nstatus 255\n");
 }
 
