@@ -17,6 +17,7 @@
 #   tests/real_site.sh BUILD_DIR COMMAND [ARGUMENTS]
 #
 # Needs root (to add the account and start sshd); without it the run is skipped with status 77.
+# The command is ended after $REAL_SITE_TIME_LIMIT seconds (170 unless set).
 set -euo pipefail
 
 readonly SKIPPED=77
@@ -176,8 +177,9 @@ add_account
 
 export REAL_SITE_ACCOUNT="$account" REAL_SITE_PORT="$port" REAL_SITE_DIR="$home/site" PGMDQ_BUILD_DIR="$build"
 cd "$home"
-# In the background, so that a signal to this script is handled at once.
-runuser -u "$account" -- "$@" &
+# Within a time of its own, so that this script cleans up before a test runner's time-out kills
+# it outright; in the background, so that a signal to this script is handled at once.
+timeout --kill-after=5 "${REAL_SITE_TIME_LIMIT:-170}" runuser -u "$account" -- "$@" &
 status=0
 wait $! || status=$?
 exit "$status"
