@@ -8,8 +8,9 @@ packages=(
   tcl tcl-dev
   libgtest-dev libbenchmark-dev
   xvfb xauth x11-apps imagemagick
-  zlib1g-dev libcurl4-openssl-dev
+  zlib1g-dev
   perl python3 python3-pexpect gzip
+  openssh-server openssh-client python3-aiosmtpd
   gtkwave sigrok-cli
 )
 

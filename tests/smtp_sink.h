@@ -1,6 +1,7 @@
-// A local SMTP server for tests: the loopback site's sink (build/site/bin/smtp_sink) on a free
-// port of 127.0.0.1, started by the constructor and stopped by the destructor. Point the suite's
-// mail at it with gen_set_setting("mail/smtp_server", sink.server()).
+// A local SMTP server for tests: the loopback site's strict relay (build/site/bin/smtp_sink, on
+// aiosmtpd) on a free port of 127.0.0.1, offering 8BITMIME or not, started by the constructor and
+// stopped by the destructor. Point the suite's mail at it with
+// gen_set_setting("mail/smtp_server", sink.server()).
 #pragma once
 
 #include <QDir>
@@ -21,8 +22,11 @@
 
 struct SMTP_SINK_MAIL {
     std::string mail_from;
+    std::vector<std::string> mail_options;  // parameters of MAIL FROM ("BODY=8BITMIME")
     std::vector<std::string> rcpt_to;
     std::string data;  // headers and body as sent, CR LF line ends
+    std::vector<std::string> defects;  // what python3's email parser found wrong
+    std::string text;                  // the body as python3's email parser decodes it, LF line ends
     // The value of a header line; empty when the mail has none.
     std::string header(const std::string& name) const
     {
@@ -41,7 +45,7 @@ struct SMTP_SINK_MAIL {
 class SMTP_SINK {
 public:
     // `site_bin` is the loopback site's bin folder (build/site/bin).
-    explicit SMTP_SINK(const std::string& site_bin)
+    explicit SMTP_SINK(const std::string& site_bin, bool offers_8bitmime = true)
     {
         char pattern[] = "/tmp/smtp_sink_XXXXXX";
         m_dir = mkdtemp(pattern) ? pattern : "";
@@ -52,7 +56,7 @@ public:
         if (m_pid == 0) {
             // A sink left behind by a crashed test ends by itself.
             execl(program.c_str(), program.c_str(), "--out", out.c_str(), "--port-file", port_file.c_str(),
-                  "--lifetime", "120", static_cast<char*>(nullptr));
+                  "--lifetime", "120", offers_8bitmime ? static_cast<const char*>(nullptr) : "--no-8bitmime", static_cast<char*>(nullptr));
             _exit(127);
         }
         for (int waited = 0; waited < 200 && m_port == 0 && m_pid > 0; ++waited) {
@@ -86,14 +90,24 @@ public:
             const QJsonObject mail = QJsonDocument::fromJson(file.readAll()).object();
             SMTP_SINK_MAIL entry;
             entry.mail_from = mail["mail_from"].toString().toStdString();
-            for (const QJsonValue& to : mail["rcpt_to"].toArray())
-                entry.rcpt_to.push_back(to.toString().toStdString());
+            entry.mail_options = strings(mail["mail_options"]);
+            entry.rcpt_to = strings(mail["rcpt_to"]);
             entry.data = mail["data"].toString().toStdString();
+            entry.defects = strings(mail["defects"]);
+            entry.text = mail["text"].toString().toStdString();
             mails.push_back(entry);
         }
     }
 
 private:
+    static std::vector<std::string> strings(const QJsonValue& array)
+    {
+        std::vector<std::string> items;
+        for (const QJsonValue& item : array.toArray())
+            items.push_back(item.toString().toStdString());
+        return items;
+    }
+
     std::string m_dir;
     pid_t m_pid = -1;
     int m_port = 0;

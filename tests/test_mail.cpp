@@ -1,5 +1,6 @@
-// The suite's automatic mail over real SMTP: a sink on 127.0.0.1 receives what
-// PGM_COMMON::send_auto_email_file hands to the site's server, addressed by the site's roles.
+// The suite's automatic mail over real SMTP: a strict relay on 127.0.0.1 (aiosmtpd) receives what
+// PGM_COMMON::send_auto_email_file hands to the site's server, addressed by the site's roles, and
+// python3's email parser reads it back.
 #include "smtp_sink.h"
 
 #include "gen.h"
@@ -12,6 +13,7 @@
 
 #include <arpa/inet.h>
 #include <chrono>
+#include <set>
 #include <netinet/in.h>
 #include <sys/socket.h>
 
@@ -66,18 +68,67 @@ TEST_F(MAIL, NotificationReachesTheFirstRolesAddressWithTheLogAsBody)
         ASSERT_TRUE(send_notification(sent.first));
     const auto mails = m_sink.mails();
     ASSERT_EQ(mails.size(), std::size(cases));
+    std::set<std::string> message_ids;
     for (std::size_t i = 0; i < mails.size(); ++i) {
         const SMTP_SINK_MAIL& mail = mails[i];
+        message_ids.insert(mail.header("Message-ID"));
+        EXPECT_TRUE(mail.defects.empty()) << mail.data;
         EXPECT_EQ(mail.mail_from, gen_get_setting("mail/sender"));
         EXPECT_EQ(mail.rcpt_to, std::vector<std::string>{gen_get_setting("mail/bench_team")});
         EXPECT_EQ(mail.header("Subject"), "POF Checker notification");
         EXPECT_EQ(mail.header("To"), gen_get_setting("mail/bench_team"));
         EXPECT_EQ(mail.header("From"), gen_get_setting("mail/sender"));
         EXPECT_EQ(mail.header("Content-Type"), "text/plain; charset=UTF-8");
+        EXPECT_EQ(mail.header("Content-Transfer-Encoding"), "7bit");
         EXPECT_EQ(mail.body(), cases[i].second);
     }
+    EXPECT_EQ(message_ids.size(), std::size(cases));
+    EXPECT_EQ(message_ids.count(""), 0u);
     EXPECT_TRUE(m_warnings.texts.empty());
 }
+
+// What decides the body's form: 8-bit text and the server's 8BITMIME, lines longer than SMTP's
+// 998 characters, and bytes no plain line may hold. The relay refuses 8-bit data it was not told
+// of and lines past the limit; the parser finds no defect and decodes the text that was sent.
+struct ENCODING_CASE {
+    const char* name;
+    std::string body;
+    bool offers_8bitmime;
+    const char* encoding;
+};
+
+const std::string LATIN = "POF Error: Prüfung – fehlgeschlagen für d5d2_design01.sof";
+
+const ENCODING_CASE ENCODING_CASES[] = {
+    {"EightBitTextTo8BitMime", LATIN + "\n", true, "8bit"},
+    {"EightBitTextWithout8BitMime", LATIN + "\n", false, "quoted-printable"},
+    {"LineOfTheLimit", std::string(998, 'y') + "\n", false, "7bit"},
+    {"LineOverTheLimit", std::string(999, 'y') + "\n", true, "quoted-printable"},
+    {"LongEightBitLineTo8BitMime", LATIN + std::string(2000, '=') + "\n", true, "quoted-printable"},
+    {"BlanksEndingLinesAndEquals", "ä = \n\t\n" + std::string(80, ' ') + "x\n", false, "quoted-printable"},
+    {"CarriageReturnInALine", "progress 50%\r100%\n", true, "quoted-printable"},
+};
+
+class ENCODING : public MAIL, public ::testing::WithParamInterface<ENCODING_CASE> {};
+
+TEST_P(ENCODING, StrictRelayAcceptsAndParserDecodesWhatWasSent)
+{
+    const ENCODING_CASE& c = GetParam();
+    SMTP_SINK sink(build_dir() + "/site/bin", c.offers_8bitmime);
+    ASSERT_NE(sink.port(), 0);
+    gen_set_setting("mail/smtp_server", sink.server());
+    ASSERT_TRUE(send_notification(c.body)) << (m_warnings.texts.empty() ? "" : m_warnings.texts[0]);
+    const auto mails = sink.mails();
+    ASSERT_EQ(mails.size(), 1u);
+    EXPECT_EQ(mails[0].header("Content-Transfer-Encoding"), c.encoding);
+    EXPECT_EQ(mails[0].mail_options, c.encoding == std::string("8bit") ? std::vector<std::string>{"BODY=8BITMIME"}
+                                                                       : std::vector<std::string>{});
+    EXPECT_EQ(mails[0].defects, std::vector<std::string>{});
+    EXPECT_EQ(mails[0].text, c.body);
+}
+
+INSTANTIATE_TEST_SUITE_P(Cases, ENCODING, ::testing::ValuesIn(ENCODING_CASES),
+                         [](const ::testing::TestParamInfo<ENCODING_CASE>& info) { return info.param.name; });
 
 // Each role's address from the settings, copies in the envelope and the Cc header, blind copies in
 // the envelope only, the reply address and HTML as asked; a subject cannot add headers.

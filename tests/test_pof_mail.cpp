@@ -1,6 +1,7 @@
-// "Send" mails the POF checker's log through the suite's automatic mail: an SMTP sink on
-// 127.0.0.1 receives it, the button goes grey, and a server that is not there leaves the host
-// application running (the program runs inside the host's application object).
+// "Send" mails the POF checker's log through the suite's automatic mail: a strict relay on
+// 127.0.0.1 receives it and the button goes grey; a server that is not there leaves the button
+// enabled for another try and the host application running (the program runs inside the host's
+// application object).
 #include "pof_test_support.h"
 
 #include "host_application.h"
@@ -46,15 +47,16 @@ TEST_F(PofMail, SendMailsTheLogToTheFirstRoleOnce)
     EXPECT_EQ(mails[1].body(), "");
 }
 
-// The mail fails (and says so as a host warning); the panel goes on, the button is grey all the
-// same, and the application keeps handling events without an internal error.
-TEST_F(PofMail, UnreachableServerLeavesTheHostRunning)
+// The mail fails (and says so as a host warning); the panel goes on with "Send" still enabled, so
+// the user can try again, and the application keeps handling events without an internal error.
+// Once a try succeeds the button goes grey.
+TEST_F(PofMail, FailedSendCanBeRetried)
 {
     gen_set_setting("mail/smtp_server", "127.0.0.1:" + std::to_string(smtp_sink_closed_port()));
     POF_TEST_SINK messages;
     access.update_msg(PGMDQ_MSG_TYPE_POF_ERROR, "POF checking failed - /r/x.sof");
     access.send_button()->click();
-    EXPECT_FALSE(access.send_button()->isEnabled());
+    EXPECT_TRUE(access.send_button()->isEnabled());
     EXPECT_EQ(messages.texts(MSG_KIND::WARNING).size(), 1u);
     bool handled = false;
     QTimer::singleShot(0, [&handled] { handled = true; });
@@ -62,6 +64,12 @@ TEST_F(PofMail, UnreachableServerLeavesTheHostRunning)
     EXPECT_TRUE(handled);
     EXPECT_EQ(static_cast<HOST_APPLICATION*>(QCoreApplication::instance())->internal_error_count(), 0);
     EXPECT_TRUE(sink.mails().empty());
+
+    gen_set_setting("mail/smtp_server", sink.server());
+    access.send_button()->click();
+    EXPECT_FALSE(access.send_button()->isEnabled());
+    ASSERT_EQ(sink.mails().size(), 1u);
+    EXPECT_EQ(sink.mails()[0].text, "POF Error: POF checking failed - /r/x.sof\n");
 }
 
 } // namespace

@@ -27,10 +27,12 @@ public:
 
     // Sends an automatic mail through the site's SMTP server ("mail/smtp_server", host:port) from
     // the site's sender address ("mail/sender") to the addresses of `roles`, copied to `cc` and,
-    // unseen by the others, to `bcc`. The body is plain text, or HTML when `html` is set; its line
-    // ends go out as CR LF. A non-empty `reply_to` asks for answers there. Returns whether the
-    // server accepted the mail; a failure is also posted as a warning. An unreachable server
-    // fails within seconds. A role outside the address list is an internal error.
+    // unseen by the others, to `bcc`. The body is plain text, or HTML when `html` is set; each of
+    // its lines goes out ended by CR LF, as it is when it is ASCII (or 8-bit text and the server
+    // offers 8BITMIME) and within SMTP's 998 characters, else quoted-printable. Every mail has a
+    // Message-ID. A non-empty `reply_to` asks for answers there. Returns whether the server
+    // accepted the mail; a failure is also posted as a warning. An unreachable server fails within
+    // seconds. A role outside the address list is an internal error.
     static bool send_auto_email_file(const std::vector<PGM_COMMON_INI_EMAIL_ADDR_ENUM>& roles,
                                      const std::string& subject, const std::string& body, bool html,
                                      const std::string& reply_to, const std::vector<std::string>& cc,
