@@ -9,6 +9,7 @@
 // Data is generated into temporary files that are removed at the end.
 #include "pgmdq_pof_checker.h"
 
+#include "../tests/pof_checker_access.h"
 #include "../tests/pof_dat_reference.h"
 #include "pgm.h"
 
@@ -26,26 +27,6 @@
 #include <string>
 #include <sys/stat.h>
 #include <vector>
-
-struct PGMDQ_POF_CHECKER_TEST_ACCESS {
-    PGMDQ_POF_CHECKER& checker;
-    void add_crc_entry(unsigned index, unsigned bits, unsigned value)
-    {
-        checker.m_crc_index.push_back(index);
-        checker.m_crc_total_bits.push_back(bits);
-        checker.m_crc_value.push_back(value);
-    }
-    void set_family(unsigned family_row, unsigned die_row)
-    {
-        checker.m_family_index = family_row;
-        checker.m_die_index = die_row;
-    }
-    std::string last_log() const
-    {
-        const int rows = checker.m_msg_list->count();
-        return rows ? checker.m_msg_list->item(rows - 1)->text().toStdString() : std::string();
-    }
-};
 
 namespace {
 
@@ -320,7 +301,7 @@ const KS470_DESIGN& ks470()
 void ks470_prepare_panel()
 {
     ks470();
-    PGMDQ_POF_CHECKER_TEST_ACCESS{checker()}.set_family(KESTREL, KS470);
+    PGMDQ_POF_CHECKER_TEST_ACCESS{checker()}.set_family_die(KESTREL, KS470);
 }
 
 void BM_Ks470IcdRbfFromDat(benchmark::State& state)
