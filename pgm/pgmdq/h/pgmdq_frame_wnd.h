@@ -2,6 +2,8 @@
 // panels, with the host's stock menus and toolbars adjusted to what the panels need.
 #pragma once
 
+#include "pgmdq_tcl_args_auto.h"
+
 #include "vui.h"
 
 class QTabWidget;
@@ -40,4 +42,4 @@ private:
     PGMDQ_DEBUG_WAVEFORM_VIEWER* m_debug_waveform_viewer;
 };
 
-extern "C" PGMDQ_FRAME_WND* pgm_pgmdq_create_frame_wnd(VUI_FW_STATE_ENUM state, VUI_FRAME_INFO* info);
+extern "C" PGMDQ_EXPORT PGMDQ_FRAME_WND* pgm_pgmdq_create_frame_wnd(VUI_FW_STATE_ENUM state, VUI_FRAME_INFO* info);

@@ -73,10 +73,13 @@ int pgmdq_auto_get_frame_dummy_argument_enum_by_string(const char* word);
 
 int pgmdq_init_frame_dummy(TTCL_ARGS* args, bool* help_shown, int count, const char** objects);
 
+// The library's entry points: the only names it exports (everything else is hidden).
+#define PGMDQ_EXPORT __attribute__((visibility("default")))
+
 extern "C" {
 int pgmdq_frame_dummy(ClientData client_data, Tcl_Interp* interp, int count, const char** objects);
-int pgmdq_pgmdq_register_tcl();
-int pgmdq_pgmdq_unregister_tcl();
-int Pgmdq_Init(Tcl_Interp* interp);
-int Pgmdq_Unload(Tcl_Interp* interp, int flags);
+PGMDQ_EXPORT int pgmdq_pgmdq_register_tcl();
+PGMDQ_EXPORT int pgmdq_pgmdq_unregister_tcl();
+PGMDQ_EXPORT int Pgmdq_Init(Tcl_Interp* interp);
+PGMDQ_EXPORT int Pgmdq_Unload(Tcl_Interp* interp, int flags);
 }
