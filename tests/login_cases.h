@@ -37,7 +37,7 @@ struct LOGIN_SITE {
 inline RUN_RESULT run_login(const LOGIN_SITE& site, const std::string& answers,
                             const std::vector<std::string>& commands, const std::string& kill = "")
 {
-    std::string line = site.environment + " python3 " + source_dir() + "/tests/login_client.py --user " +
+    std::string line = site.environment + " " + source_dir() + "/tests/login_client.py --user " +
                        pgmdq_shell_quote(site.user) + " --host " + pgmdq_shell_quote(site.host) + " --prompt " +
                        pgmdq_shell_quote(site.prompt) + " --banner " + site.banner + " --motd " + site.motd +
                        " --answers " + pgmdq_shell_quote(answers);

@@ -83,12 +83,15 @@ protected:
         REAL_SITE::SetUp();
         m_name = "real_site_" + std::to_string(getpid());
         m_root = setting("linux_rk_test_dir") + m_name + "/";
-        const RUN_RESULT made = run(build_dir() + "/bin/pgm_release_maker --out " + m_root + " --emulator-root " +
-                                    m_root + "icd_emulator --sofs " + std::to_string(SOFS) +
-                                    " --gzip-every 2 --dies C5D1,D5D1,D5D2,KS50");
-        ASSERT_EQ(made.status, 0) << made.output;
-        for (const DIE& die : RELEASE_DIES)
+        std::string dies;
+        for (const DIE& die : RELEASE_DIES) {
+            dies += (dies.empty() ? "" : ",") + std::string(die.die);
             gen_set_setting(std::string("icd_emulator/") + die.die, m_root + "icd_emulator/" + die.die + "/" + die.die);
+        }
+        const RUN_RESULT made = run(build_dir() + "/bin/pgm_release_maker --out " + m_root + " --emulator-root " +
+                                    m_root + "icd_emulator --sofs " + std::to_string(SOFS) + " --gzip-every 2 --dies " +
+                                    dies);
+        ASSERT_EQ(made.status, 0) << made.output;
         for (const char* key : {"pof_checker/rk_linux_test_dir", "pof_checker/nv_linux_test_dir"})
             gen_set_setting(key, m_root);
         gen_set_setting("pof_checker/test_short_dir", m_name + "/");
