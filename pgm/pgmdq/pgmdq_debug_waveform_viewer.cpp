@@ -142,7 +142,7 @@ void PGMDQ_DEBUG_WAVEFORM_VIEWER::set_trace_origin(const QString& origin)
 {
     m_trace_label->setText(origin);
     if (m_export_button)
-        m_export_button->setEnabled(m_waveform_widget && m_waveform_widget->holds_trace());
+        m_export_button->setEnabled(m_waveform_widget && m_waveform_widget->trace());
 }
 
 PGMDQ_DEBUG_WAVEFORM_VIEWER::~PGMDQ_DEBUG_WAVEFORM_VIEWER()
@@ -196,7 +196,8 @@ void PGMDQ_DEBUG_WAVEFORM_VIEWER::on_save()
 // comment saying where it came from.
 void PGMDQ_DEBUG_WAVEFORM_VIEWER::on_export_vcd()
 {
-    if (!m_waveform_widget->holds_trace())
+    const std::shared_ptr<const PGMDQ_DEBUG_TRACE> trace = m_waveform_widget->trace();
+    if (!trace)
         return;
     TFCQ_FILE_DLG dialog(this, TFCQ_FILE_DLG::SAVE_FILE, tr("Export VCD"), tr("Value Change Dump (*.vcd)"));
     if (dialog.exec() != QDialog::Accepted)
@@ -209,13 +210,13 @@ void PGMDQ_DEBUG_WAVEFORM_VIEWER::on_export_vcd()
     const std::string target = path.fullpath();
 
     TFCQ_WAIT_CURSOR wait;
-    const std::vector<std::uint64_t> samples = m_waveform_widget->packed_samples();
+    const std::vector<std::uint64_t> samples = trace->packed_samples();
     PGMDQ_VCD_OPTIONS options;
     options.split_buses = m_split_buses_check->isChecked();
     options.comment = "exported by the Debug Waveform Viewer from " + pgmdq_local8(m_trace_label->text());
     QSaveFile file(pgmdq_from_local8(target));
     const bool written = file.open(QIODevice::WriteOnly) &&
-                         pgmdq_write_vcd(samples.data(), std::uint32_t(samples.size()), m_waveform_widget->debug_signals(),
+                         pgmdq_write_vcd(samples.data(), std::uint32_t(samples.size()), trace->signal_table(),
                                          options,
                                          [&file](const char* data, std::size_t size) {
                                              thr_process_events();

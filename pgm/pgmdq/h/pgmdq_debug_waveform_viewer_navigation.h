@@ -3,6 +3,7 @@
 // waves, and the column of values at the primary cursor beside the names.
 #pragma once
 
+#include <QColor>
 #include <QGraphicsView>
 #include <QString>
 #include <QStringList>
@@ -12,6 +13,13 @@
 #include <cstdint>
 
 class PGMDQ_DEBUG_WAVEFORM_WIDGET;
+
+// What the navigation's widgets share: the cursors' colours, the selected signal's band, and the
+// pan step of a wheel notch or an arrow key (a fraction of the viewport).
+static const QColor PGMDQ_DEBUG_PRIMARY_CURSOR_COLOR(Qt::yellow);
+static const QColor PGMDQ_DEBUG_SECONDARY_CURSOR_COLOR(Qt::cyan);
+static const QColor PGMDQ_DEBUG_SELECTED_ROW_COLOR(48, 48, 48);
+const int PGMDQ_DEBUG_PAN_FRACTION = 8;
 
 // The waves. Mouse: a click places the primary cursor (and selects the row under it), a
 // shift-click the secondary; Ctrl+wheel zooms around the mouse, the wheel pans in time (Shift:
