@@ -32,25 +32,23 @@ void PGMDQ_DEBUG_WAVEFORM_WIDGET::update_cursor_strip(int sample)
 
 void PGMDQ_DEBUG_WAVEFORM_WIDGET::set_primary_cursor(std::uint32_t sample)
 {
-    const std::shared_ptr<const PGMDQ_DEBUG_DRAWN_TRACE> trace = shown_trace();
-    if (!trace)
-        return;
-    const int placed = int(std::min(sample, trace->depth() - 1));
-    update_cursor_strip(m_primary_cursor);
-    m_primary_cursor = placed;
-    update_cursor_strip(m_primary_cursor);
-    refresh_overlays();
+    place_cursor(&m_primary_cursor, sample);
 }
 
 void PGMDQ_DEBUG_WAVEFORM_WIDGET::set_secondary_cursor(std::uint32_t sample)
 {
+    place_cursor(&m_secondary_cursor, sample);
+}
+
+// On the trace's last sample when `sample` is past it.
+void PGMDQ_DEBUG_WAVEFORM_WIDGET::place_cursor(int* cursor, std::uint32_t sample)
+{
     const std::shared_ptr<const PGMDQ_DEBUG_DRAWN_TRACE> trace = shown_trace();
     if (!trace)
         return;
-    const int placed = int(std::min(sample, trace->depth() - 1));
-    update_cursor_strip(m_secondary_cursor);
-    m_secondary_cursor = placed;
-    update_cursor_strip(m_secondary_cursor);
+    update_cursor_strip(*cursor);
+    *cursor = int(std::min(sample, trace->depth() - 1));
+    update_cursor_strip(*cursor);
     refresh_overlays();
 }
 

@@ -21,12 +21,6 @@ const std::uint64_t WVF_FIELDS_SIZE = 4 + 4 + 4;
 // Samples copied between two turns of the event loop: a long trace keeps the window live.
 const std::uint32_t SAMPLES_PER_TURN = 1 << 16;
 
-std::uint32_t little_endian_dword(const unsigned char* bytes)
-{
-    return std::uint32_t(bytes[0]) | std::uint32_t(bytes[1]) << 8 | std::uint32_t(bytes[2]) << 16 |
-           std::uint32_t(bytes[3]) << 24;
-}
-
 void put_little_endian_dword(unsigned char* bytes, std::uint32_t value)
 {
     for (int i = 0; i < 4; ++i)
@@ -124,11 +118,11 @@ std::shared_ptr<const PGMDQ_DEBUG_TRACE> PGMDQ_DEBUG_TRACE::read_wvf(const std::
 
     PGMDQ_WAVE_ASSERT(file_size > 12);
     const std::uint32_t signature = byte_sum(buffer.data(), file_size - 4);
-    const std::uint32_t dword_data[] = {little_endian_dword(&buffer[file_size - 4])};
+    const std::uint32_t dword_data[] = {pgmdq_little_endian_dword(&buffer[file_size - 4])};
     PGMDQ_WAVE_ASSERT(signature == dword_data[0]);
-    const std::uint32_t width = little_endian_dword(&buffer[0]);
+    const std::uint32_t width = pgmdq_little_endian_dword(&buffer[0]);
     PGMDQ_WAVE_ASSERT(width == PGMDQ_SFL_DEBUG_SIZE);
-    const std::uint32_t depth = little_endian_dword(&buffer[4]);
+    const std::uint32_t depth = pgmdq_little_endian_dword(&buffer[4]);
     // 64-bit so that a forged depth cannot wrap around to the real size.
     const std::uint64_t memory_byte_size = pgmdq_sample_byte_size(PGMDQ_SFL_DEBUG_SIZE);
     PGMDQ_WAVE_ASSERT(file_size == (4 + 4 + 4 + memory_byte_size * depth));

@@ -1,5 +1,5 @@
 // The debug waveform viewer's two views: the waves (cursors by mouse, zoom and pan by wheel and
-// middle-button drag) and the signal names beside them.
+// middle-button drag) and the signal names beside them, and what they share.
 #include "pgmdq_msgs.h"
 
 #include "pgmdq_debug_waveform_viewer.h"
@@ -15,23 +15,45 @@ namespace {
 
 using GEOMETRY = PGMDQ_DEBUG_WAVE_GEOMETRY;
 
-// The selected signal's band behind the part `rect` of a view's scene.
-void paint_selected_row(QPainter* painter, const QRectF& rect, const PGMDQ_DEBUG_WAVEFORM_WIDGET& owner)
+} // namespace
+
+// --- What both views do ---
+
+PGMDQ_DEBUG_NAVIGATION_VIEW::PGMDQ_DEBUG_NAVIGATION_VIEW(QGraphicsScene* scene, PGMDQ_DEBUG_WAVEFORM_WIDGET* owner)
+    : QGraphicsView(scene, owner), m_owner(owner)
 {
-    if (owner.selected_row() >= 0 && owner.shown_trace())
-        painter->fillRect(GEOMETRY::row_band(rect.left(), rect.width(), unsigned(owner.selected_row())) & rect,
-                          PGMDQ_DEBUG_SELECTED_ROW_COLOR);
+    setFocusPolicy(Qt::StrongFocus);
 }
 
-} // namespace
+// A second click is another click: it places the cursor or selects the signal again.
+void PGMDQ_DEBUG_NAVIGATION_VIEW::mouseDoubleClickEvent(QMouseEvent* event)
+{
+    mousePressEvent(event);
+}
+
+void PGMDQ_DEBUG_NAVIGATION_VIEW::keyPressEvent(QKeyEvent* event)
+{
+    if (m_owner->handle_navigation_key(event)) {
+        event->accept();
+        return;
+    }
+    QGraphicsView::keyPressEvent(event);
+}
+
+void PGMDQ_DEBUG_NAVIGATION_VIEW::drawBackground(QPainter* painter, const QRectF& rect)
+{
+    QGraphicsView::drawBackground(painter, rect);
+    if (m_owner->selected_row() >= 0 && m_owner->shown_trace())
+        painter->fillRect(GEOMETRY::row_band(rect.left(), rect.width(), unsigned(m_owner->selected_row())) & rect,
+                          PGMDQ_DEBUG_SELECTED_ROW_COLOR);
+}
 
 // --- The wave view ---
 
 PGMDQ_DEBUG_WAVEFORM_VIEW::PGMDQ_DEBUG_WAVEFORM_VIEW(QGraphicsScene* scene, PGMDQ_DEBUG_WAVEFORM_WIDGET* owner)
-    : QGraphicsView(scene, owner), m_owner(owner)
+    : PGMDQ_DEBUG_NAVIGATION_VIEW(scene, owner)
 {
     setMouseTracking(true);
-    setFocusPolicy(Qt::StrongFocus);
     // Zoom sets the scroll position itself.
     setTransformationAnchor(QGraphicsView::NoAnchor);
     setResizeAnchor(QGraphicsView::NoAnchor);
@@ -106,31 +128,10 @@ void PGMDQ_DEBUG_WAVEFORM_VIEW::mouseReleaseEvent(QMouseEvent* event)
     QGraphicsView::mouseReleaseEvent(event);
 }
 
-// A second click is another click: it places the cursor again.
-void PGMDQ_DEBUG_WAVEFORM_VIEW::mouseDoubleClickEvent(QMouseEvent* event)
-{
-    mousePressEvent(event);
-}
-
-void PGMDQ_DEBUG_WAVEFORM_VIEW::keyPressEvent(QKeyEvent* event)
-{
-    if (m_owner->handle_navigation_key(event)) {
-        event->accept();
-        return;
-    }
-    QGraphicsView::keyPressEvent(event);
-}
-
 void PGMDQ_DEBUG_WAVEFORM_VIEW::leaveEvent(QEvent* event)
 {
     m_mouse_x = -1;
     QGraphicsView::leaveEvent(event);
-}
-
-void PGMDQ_DEBUG_WAVEFORM_VIEW::drawBackground(QPainter* painter, const QRectF& rect)
-{
-    QGraphicsView::drawBackground(painter, rect);
-    paint_selected_row(painter, rect, *m_owner);
 }
 
 // The cursors over the waves, and the range being dragged on the ruler.
@@ -163,9 +164,8 @@ void PGMDQ_DEBUG_WAVEFORM_VIEW::drawForeground(QPainter* painter, const QRectF& 
 // --- The names view ---
 
 PGMDQ_DEBUG_NAMES_VIEW::PGMDQ_DEBUG_NAMES_VIEW(QGraphicsScene* scene, PGMDQ_DEBUG_WAVEFORM_WIDGET* owner)
-    : QGraphicsView(scene, owner), m_owner(owner)
+    : PGMDQ_DEBUG_NAVIGATION_VIEW(scene, owner)
 {
-    setFocusPolicy(Qt::StrongFocus);
 }
 
 void PGMDQ_DEBUG_NAMES_VIEW::mousePressEvent(QMouseEvent* event)
@@ -179,24 +179,4 @@ void PGMDQ_DEBUG_NAMES_VIEW::mousePressEvent(QMouseEvent* event)
         return;
     }
     QGraphicsView::mousePressEvent(event);
-}
-
-void PGMDQ_DEBUG_NAMES_VIEW::mouseDoubleClickEvent(QMouseEvent* event)
-{
-    mousePressEvent(event);
-}
-
-void PGMDQ_DEBUG_NAMES_VIEW::keyPressEvent(QKeyEvent* event)
-{
-    if (m_owner->handle_navigation_key(event)) {
-        event->accept();
-        return;
-    }
-    QGraphicsView::keyPressEvent(event);
-}
-
-void PGMDQ_DEBUG_NAMES_VIEW::drawBackground(QPainter* painter, const QRectF& rect)
-{
-    QGraphicsView::drawBackground(painter, rect);
-    paint_selected_row(painter, rect, *m_owner);
 }

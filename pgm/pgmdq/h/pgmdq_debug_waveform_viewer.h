@@ -44,6 +44,22 @@ public:
     // Where the trace shown came from: "No trace", its file, or its capture and when.
     QString trace_origin() const;
 
+    // --- Unattended runs (_commands.cpp): the buttons' own steps, with the cable, the device and
+    // the files given instead of chosen in dialogs ---
+    // "Setup ..." binding the cable named, "Scan ...", and device `device` (from 1) chosen in the
+    // list; false with the reason (one line) when one of them fails.
+    bool choose_device(const std::string& cable, unsigned device, std::string* error);
+    // The chosen device as the list shows it ("@1 - BR5-TV1-ES").
+    std::string device_text() const;
+    // "Reset" (with `reset`) then "Start"; true when the whole trace memory was read.
+    bool capture(bool reset);
+    // "Read USEDW"; true, with the count, when it was read.
+    bool read_usedw(std::uint32_t* count);
+    // "Save" and "Export VCD..." of the trace shown to `file`, the extension added as the dialogs
+    // add it; true when written (a failure is told to the user).
+    bool save_trace(const std::string& file);
+    bool export_vcd(const std::string& file);
+
 private slots:
     void on_hardware();
     void on_device();
@@ -58,13 +74,16 @@ protected:
     void resizeEvent(QResizeEvent* event) override;
 
 private:
+    bool set_hardware(unsigned hardware);
     void set_device_buttons_enabled(bool enabled);
+    void report_ip_missing();
     // Runs `operation` on the chosen device's debug IP between start-up and release of the DUT
     // cable, under the busy dialog; `operation` is told whether start-up and node detection
     // succeeded.
-    void report_ip_missing();
     void run_on_debug_ip(const std::function<void(bool ip_found, unsigned device_index)>& operation);
-    void capture_trace(unsigned device_index);
+    bool reset_trace();
+    bool start_capture();
+    bool capture_trace(unsigned device_index);
     void set_trace_origin(const QString& origin);
 
     QLineEdit* m_hardware_edit;

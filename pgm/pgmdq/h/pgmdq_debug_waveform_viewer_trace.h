@@ -97,6 +97,14 @@ private:
     std::vector<unsigned char*> m_samples;
 };
 
+// A 32-bit word stored least significant byte first, as the IP's registers and the ".wvf" file
+// hold them.
+inline std::uint32_t pgmdq_little_endian_dword(const unsigned char* bytes)
+{
+    return std::uint32_t(bytes[0]) | std::uint32_t(bytes[1]) << 8 | std::uint32_t(bytes[2]) << 16 |
+           std::uint32_t(bytes[3]) << 24;
+}
+
 // A trace of the debug IP: `depth` samples of `width` bits, the signal table that names their
 // bits, and the ".wvf" file it is saved to and opened from. It never changes once made, so the
 // widget that keeps it and the drawing that shows it share it rather than copy it.

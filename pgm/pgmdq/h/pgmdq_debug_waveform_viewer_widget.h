@@ -110,6 +110,7 @@ private:
     void build_toolbar();
     void reset_navigation();
     void update_cursor_strip(int sample);
+    void place_cursor(int* cursor, std::uint32_t sample);
     void show_status(const QString& text);
     void refresh_overlays();
     QString row_label(unsigned row) const;
