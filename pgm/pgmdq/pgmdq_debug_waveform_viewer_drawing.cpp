@@ -41,7 +41,8 @@ PGMDQ_DEBUG_DRAWN_TRACE::PGMDQ_DEBUG_DRAWN_TRACE(std::shared_ptr<const PGMDQ_DEB
       m_step(step)
 {
     unsigned first_bit = 0;
-    for (const PGMDQ_DEBUG_SIGNAL* signal = m_trace->signal_table(); signal->width > 0; first_bit += signal->width, ++signal)
+    for (const PGMDQ_DEBUG_SIGNAL* signal = m_trace->signal_table(); signal->width > 0;
+         first_bit += signal->width, ++signal)
         m_rows.push_back({signal->name, first_bit, signal->width, {}});
     if (m_depth == 0 || m_sample_bytes == 0)
         return;

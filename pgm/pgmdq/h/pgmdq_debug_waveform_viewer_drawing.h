@@ -2,14 +2,14 @@
 // the waves, and the wave items that draw a row of a trace.
 //
 // The scenes draw from a trace (PGMDQ_DEBUG_TRACE), shared, never copied. A row is one item,
-// placed where the row's paths belong (x 0, y at the row's top). It keeps no path of its own:
-// it reads the trace and where the row's value
-// changes, and paints only the samples in view, so that a trace of millions of samples costs its
-// samples and its change lists, draws in time proportional to the width of the window, and goes
-// at once. At the views' 1:1 scale it paints, pixel for pixel, the row's classic drawing: a path
-// item per wave or rail built from every sample, a text item per value label (`paths()` and
-// `labels()` give them); zoomed out, a pixel column with several changes becomes one vertical
-// stroke, which is what such a path looks like there.
+// placed where the row's paths belong (x 0, y at the row's top). It keeps no path of its own: it
+// reads the trace and where the row's value changes, and paints only the samples in view, so
+// that a trace of millions of samples costs its samples and its change lists, draws in time
+// proportional to the width of the window, and goes at once. At the views' 1:1 scale it paints,
+// pixel for pixel, the row's classic drawing: a path item per wave or rail built from every
+// sample, a text item per value label (`paths()` and `labels()` give them); zoomed out, a pixel
+// column with several changes becomes one vertical stroke, which is what such a path looks like
+// there.
 #pragma once
 
 #include "pgmdq_debug_waveform_viewer_trace.h"
