@@ -47,12 +47,6 @@ void post_info(const std::string& text)
     msg_post(MSG_PGMDQ::I::PGMDQ_COMMON_MSG(text));
 }
 
-std::uint32_t little_endian_dword(const unsigned char* bytes)
-{
-    return std::uint32_t(bytes[0]) | std::uint32_t(bytes[1]) << 8 | std::uint32_t(bytes[2]) << 16 |
-           std::uint32_t(bytes[3]) << 24;
-}
-
 } // namespace
 
 PGMDQ_DEBUG_WAVEFORM_VIEWER::PGMDQ_DEBUG_WAVEFORM_VIEWER(QWidget* parent) : QWidget(parent)
@@ -142,7 +136,7 @@ void PGMDQ_DEBUG_WAVEFORM_VIEWER::set_trace_origin(const QString& origin)
 {
     m_trace_label->setText(origin);
     if (m_export_button)
-        m_export_button->setEnabled(m_waveform_widget && m_waveform_widget->holds_trace());
+        m_export_button->setEnabled(m_waveform_widget && m_waveform_widget->trace());
 }
 
 PGMDQ_DEBUG_WAVEFORM_VIEWER::~PGMDQ_DEBUG_WAVEFORM_VIEWER()
@@ -186,17 +180,24 @@ void PGMDQ_DEBUG_WAVEFORM_VIEWER::on_save()
     const QStringList selected_files = dialog.selected_files();
     if (selected_files.isEmpty())
         return;
-    FIO_PATH path(selected_files.first().toLocal8Bit().toStdString());
+    save_trace(pgmdq_local8(selected_files.first()));
+}
+
+bool PGMDQ_DEBUG_WAVEFORM_VIEWER::save_trace(const std::string& file)
+{
+    FIO_PATH path(file);
     path.extension(".wvf", "");
-    if (m_waveform_widget->save_waveform(path.fullpath()))
-        set_trace_origin(tr("File: %1").arg(pgmdq_from_local8(path.fullpath())));
+    if (!m_waveform_widget->save_waveform(path.fullpath()))
+        return false;
+    set_trace_origin(tr("File: %1").arg(pgmdq_from_local8(path.fullpath())));
+    return true;
 }
 
 // The trace shown as a VCD, whole or not at all; the same text as wvf2vcd writes, but for the
 // comment saying where it came from.
 void PGMDQ_DEBUG_WAVEFORM_VIEWER::on_export_vcd()
 {
-    if (!m_waveform_widget->holds_trace())
+    if (!m_waveform_widget->trace())
         return;
     TFCQ_FILE_DLG dialog(this, TFCQ_FILE_DLG::SAVE_FILE, tr("Export VCD"), tr("Value Change Dump (*.vcd)"));
     if (dialog.exec() != QDialog::Accepted)
@@ -204,31 +205,41 @@ void PGMDQ_DEBUG_WAVEFORM_VIEWER::on_export_vcd()
     const QStringList selected_files = dialog.selected_files();
     if (selected_files.isEmpty())
         return;
-    FIO_PATH path(pgmdq_local8(selected_files.first()));
+    export_vcd(pgmdq_local8(selected_files.first()));
+}
+
+bool PGMDQ_DEBUG_WAVEFORM_VIEWER::export_vcd(const std::string& file)
+{
+    const std::shared_ptr<const PGMDQ_DEBUG_TRACE> trace = m_waveform_widget->trace();
+    if (!trace)
+        return false;
+    FIO_PATH path(file);
     path.extension(".vcd", "");
     const std::string target = path.fullpath();
 
     TFCQ_WAIT_CURSOR wait;
-    const std::vector<std::uint64_t> samples = m_waveform_widget->packed_samples();
+    const std::vector<std::uint64_t> samples = trace->packed_samples();
     PGMDQ_VCD_OPTIONS options;
     options.split_buses = m_split_buses_check->isChecked();
     options.comment = "exported by the Debug Waveform Viewer from " + pgmdq_local8(m_trace_label->text());
-    QSaveFile file(pgmdq_from_local8(target));
-    const bool written = file.open(QIODevice::WriteOnly) &&
-                         pgmdq_write_vcd(samples.data(), std::uint32_t(samples.size()), m_waveform_widget->debug_signals(),
+    QSaveFile output(pgmdq_from_local8(target));
+    const bool written = output.open(QIODevice::WriteOnly) &&
+                         pgmdq_write_vcd(samples.data(), std::uint32_t(samples.size()), trace->signal_table(),
                                          options,
-                                         [&file](const char* data, std::size_t size) {
+                                         [&output](const char* data, std::size_t size) {
                                              thr_process_events();
-                                             return file.write(data, qint64(size)) == qint64(size);
+                                             return output.write(data, qint64(size)) == qint64(size);
                                          }) &&
-                         file.commit();
+                         output.commit();
     if (!written) {
-        msg_post(MSG_PGMDQ::E::FILE_IO_ERROR(target + " (" + pgmdq_local8(file.errorString()) + ")"));
-        return;
+        msg_post(MSG_PGMDQ::E::FILE_IO_ERROR(target + " (" + pgmdq_local8(output.errorString()) + ")"));
+        return false;
     }
     post_info("VCD exported to " + target);
+    return true;
 }
 
+// The cable is bound whether or not the suite's dialog could be reached (with handle 0 then).
 void PGMDQ_DEBUG_WAVEFORM_VIEWER::on_hardware()
 {
     unsigned hardware = 0;
@@ -237,12 +248,18 @@ void PGMDQ_DEBUG_WAVEFORM_VIEWER::on_hardware()
         if (auto dialog = reinterpret_cast<HARDWARE_DIALOG>(thr_drl_find_function(library, "pgmwq_export_hardware_dlg")))
             dialog(&hardware);
     }
+    set_hardware(hardware);
+}
+
+bool PGMDQ_DEBUG_WAVEFORM_VIEWER::set_hardware(unsigned hardware)
+{
     const bool accepted = m_engine->set_tji_hardware(true, hardware);
     m_hardware_edit->setText(accepted ? QString::fromLocal8Bit(m_engine->get_hardware_name(true).c_str())
                                       : tr("No hardware"));
     m_scan_button->setEnabled(accepted);
     m_save_button->setEnabled(false);
     set_device_buttons_enabled(false);
+    return accepted;
 }
 
 void PGMDQ_DEBUG_WAVEFORM_VIEWER::on_device()
@@ -287,16 +304,26 @@ void PGMDQ_DEBUG_WAVEFORM_VIEWER::run_on_debug_ip(const std::function<void(bool,
     operation(ip_found, device_index);
 }
 
-// Failures here are silent: the count is only posted when it was read.
 void PGMDQ_DEBUG_WAVEFORM_VIEWER::on_read_usedw()
 {
-    run_on_debug_ip([this](bool ip_found, unsigned device_index) {
+    std::uint32_t count = 0;
+    read_usedw(&count);
+}
+
+// Failures here are silent: the count is only posted when it was read.
+bool PGMDQ_DEBUG_WAVEFORM_VIEWER::read_usedw(std::uint32_t* count)
+{
+    bool read = false;
+    run_on_debug_ip([this, count, &read](bool ip_found, unsigned device_index) {
         unsigned char buffer[4] = {};
-        if (!ip_found || !m_engine->load_jtag_virtual_instruction(true, IP_READ_USEDW, device_index, false, true) ||
-            !m_engine->read_dr_data(true, 32, buffer, device_index))
+        read = ip_found && m_engine->load_jtag_virtual_instruction(true, IP_READ_USEDW, device_index, false, true) &&
+               m_engine->read_dr_data(true, 32, buffer, device_index);
+        if (!read)
             return;
-        post_info(QString::asprintf("USEDW count: %d", int(little_endian_dword(buffer))).toStdString());
+        *count = pgmdq_little_endian_dword(buffer);
+        post_info(QString::asprintf("USEDW count: %d", int(*count)).toStdString());
     });
+    return read;
 }
 
 // Without the IP there is no trace to keep: nothing new may be saved.
@@ -309,7 +336,14 @@ void PGMDQ_DEBUG_WAVEFORM_VIEWER::report_ip_missing()
 // The trace is reset in the IP and forgotten here; the names stay, the waves go.
 void PGMDQ_DEBUG_WAVEFORM_VIEWER::on_reset()
 {
-    run_on_debug_ip([this](bool ip_found, unsigned device_index) {
+    reset_trace();
+}
+
+bool PGMDQ_DEBUG_WAVEFORM_VIEWER::reset_trace()
+{
+    bool reset = false;
+    run_on_debug_ip([this, &reset](bool ip_found, unsigned device_index) {
+        reset = ip_found;
         if (!ip_found) {
             report_ip_missing();
             return;
@@ -319,23 +353,31 @@ void PGMDQ_DEBUG_WAVEFORM_VIEWER::on_reset()
         m_waveform_widget->waveform_scene()->clear();
         set_trace_origin(tr("No trace"));
     });
+    return reset;
 }
 
 void PGMDQ_DEBUG_WAVEFORM_VIEWER::on_start()
 {
-    run_on_debug_ip([this](bool ip_found, unsigned device_index) {
+    start_capture();
+}
+
+bool PGMDQ_DEBUG_WAVEFORM_VIEWER::start_capture()
+{
+    bool captured = false;
+    run_on_debug_ip([this, &captured](bool ip_found, unsigned device_index) {
         if (!ip_found) {
             report_ip_missing();
             return;
         }
         m_save_button->setEnabled(true);
-        capture_trace(device_index);
+        captured = capture_trace(device_index);
     });
+    return captured;
 }
 
 // Reads the whole trace memory and draws it. A sample read that fails stops the reading; the
-// memory is drawn all the same, the unread samples as zeros.
-void PGMDQ_DEBUG_WAVEFORM_VIEWER::capture_trace(unsigned device_index)
+// memory is drawn all the same, the unread samples as zeros. True when all of it was read.
+bool PGMDQ_DEBUG_WAVEFORM_VIEWER::capture_trace(unsigned device_index)
 {
     unsigned descriptor = 0;
     bool read = m_engine->load_jtag_virtual_instruction(true, IP_READ_DESCRIPTOR, device_index, false, true) &&
@@ -360,4 +402,5 @@ void PGMDQ_DEBUG_WAVEFORM_VIEWER::capture_trace(unsigned device_index)
         post_info("Fail to read memory");
         m_save_button->setEnabled(false);
     }
+    return read;
 }

@@ -43,6 +43,11 @@ const OPTION_WORD OPTION_WORDS[] = {
     {PGMDQ_TCL_OPTION_DEBUG_FILE, "debug-file", nullptr},
     {PGMDQ_TCL_OPTION_SITE, "site", "nv|rk"},
     {PGMDQ_TCL_OPTION_MAIL, "mail", nullptr},
+    {PGMDQ_TCL_OPTION_CABLE, "cable", "NAME"},
+    {PGMDQ_TCL_OPTION_DEVICE, "device", "N"},
+    {PGMDQ_TCL_OPTION_RESET, "reset", nullptr},
+    {PGMDQ_TCL_OPTION_WVF, "wvf", "FILE"},
+    {PGMDQ_TCL_OPTION_VCD, "vcd", "FILE"},
 };
 
 const PGMDQ_TCL_ARGUMENT KIOPRU_RUN_ARGUMENTS[] = {
@@ -74,11 +79,30 @@ const PGMDQ_TCL_ARGUMENT POF_CHECK_ARGUMENTS[] = {
     {0, 0, nullptr},
 };
 
+const PGMDQ_TCL_ARGUMENT CAPTURE_ARGUMENTS[] = {
+    {PGMDQ_TCL_OPTION_CABLE, PGMDQ_TCL_REQUIRED, "the JTAG hardware of the device"},
+    {PGMDQ_TCL_OPTION_DEVICE, PGMDQ_TCL_OPTIONAL, "the device's place on the chain, from 1 (default 1)"},
+    {PGMDQ_TCL_OPTION_RESET, PGMDQ_TCL_OPTIONAL, "reset the trace first, as \"Reset\" does"},
+    {PGMDQ_TCL_OPTION_WVF, PGMDQ_TCL_OPTIONAL, "save the trace to FILE as \"Save\" does"},
+    {PGMDQ_TCL_OPTION_VCD, PGMDQ_TCL_OPTIONAL, "export the trace to FILE as \"Export VCD...\" does"},
+    {0, 0, nullptr},
+};
+
+const PGMDQ_TCL_ARGUMENT USEDW_ARGUMENTS[] = {
+    {PGMDQ_TCL_OPTION_CABLE, PGMDQ_TCL_REQUIRED, "the JTAG hardware of the device"},
+    {PGMDQ_TCL_OPTION_DEVICE, PGMDQ_TCL_OPTIONAL, "the device's place on the chain, from 1 (default 1)"},
+    {0, 0, nullptr},
+};
+
 const PGMDQ_TCL_COMMAND PGMDQ_TCL_COMMANDS[] = {
     {"kiopru_run", "Runs every test command of a saved Kiopru batch on the bench.", KIOPRU_RUN_ARGUMENTS,
      pgmdq_kiopru_run},
     {"pof_check", "Checks a release's designs (every ready family, one die or one directory).", POF_CHECK_ARGUMENTS,
      pgmdq_pof_check},
+    {"capture", "Captures the debug IP's trace memory of a device, as the waveform viewer's \"Start\" does.",
+     CAPTURE_ARGUMENTS, pgmdq_capture},
+    {"usedw", "Reads the fill level of the debug IP's trace memory, as \"Read USEDW\" does.", USEDW_ARGUMENTS,
+     pgmdq_usedw},
 };
 
 const char* const TOTALS_VARIABLE = "::vexmoor::pgmdq::totals";

@@ -1,14 +1,15 @@
 // The debug waveform viewer's drawing: the two scenes, one with the signal names and one with
 // the waves, and the wave items that draw a row of a trace.
 //
-// A row is one item, placed where the row's paths belong (x 0, y at the row's top). It
-// keeps no path of its own: it reads the trace (shared, never copied) and where the row's value
-// changes, and paints only the samples in view, so that a trace of millions of samples costs its
-// samples and its change lists, draws in time proportional to the width of the window, and goes
-// at once. At the views' 1:1 scale it paints, pixel for pixel, the row's classic drawing: a path
-// item per wave or rail built from every sample, a text item per value label (`paths()` and
-// `labels()` give them); zoomed out, a pixel column with several changes becomes one vertical
-// stroke, which is what such a path looks like there.
+// The scenes draw from a trace (PGMDQ_DEBUG_TRACE), shared, never copied. A row is one item,
+// placed where the row's paths belong (x 0, y at the row's top). It keeps no path of its own: it
+// reads the trace and where the row's value changes, and paints only the samples in view, so
+// that a trace of millions of samples costs its samples and its change lists, draws in time
+// proportional to the width of the window, and goes at once. At the views' 1:1 scale it paints,
+// pixel for pixel, the row's classic drawing: a path item per wave or rail built from every
+// sample, a text item per value label (`paths()` and `labels()` give them); zoomed out, a pixel
+// column with several changes becomes one vertical stroke, which is what such a path looks like
+// there.
 #pragma once
 
 #include "pgmdq_debug_waveform_viewer_trace.h"
@@ -20,6 +21,7 @@
 #include <QList>
 #include <QPainterPath>
 #include <QPointF>
+#include <QRectF>
 #include <QString>
 
 #include <cstdint>
@@ -48,12 +50,20 @@ struct PGMDQ_DEBUG_WAVE_GEOMETRY {
 
     // The top of row `row` (from 0), the running offset having grown by 3 per row up to it.
     static double row_top(unsigned row) { return (ROW_PITCH + ROW_EXTRA_OFFSET) * (row + 1); }
+    // The band of row `row` in scene coordinates, the gap above it included.
+    static QRectF row_band(double left, double width, unsigned row)
+    {
+        return QRectF(left, row_top(row) - ROW_EXTRA_OFFSET, width, ROW_PITCH + ROW_EXTRA_OFFSET);
+    }
 };
 
-// A drawn trace as the wave items, cursors and searches read it: the samples (shared with the
-// widget that keeps them), and for each row the samples at which its value differs from the
-// sample before, in ascending order.
-class PGMDQ_DEBUG_WAVE_TRACE {
+// The colour of row `row`: red for even rows, white for odd ones.
+QColor pgmdq_debug_row_colour(unsigned row);
+
+// A trace as drawn, as the wave items, cursors and searches read it: the trace (shared with the
+// widget that keeps it), the horizontal step, and for each row the samples at which its value
+// differs from the sample before, in ascending order.
+class PGMDQ_DEBUG_DRAWN_TRACE {
 public:
     struct ROW {
         std::string name;
@@ -62,8 +72,7 @@ public:
         std::vector<std::uint32_t> changes;
     };
 
-    PGMDQ_DEBUG_WAVE_TRACE(std::shared_ptr<const PGMDQ_SAMPLE_BUFFERS> samples, const PGMDQ_DEBUG_SIGNAL* table,
-                           double step);
+    PGMDQ_DEBUG_DRAWN_TRACE(std::shared_ptr<const PGMDQ_DEBUG_TRACE> trace, double step);
 
     std::uint32_t depth() const { return m_depth; }
     double step() const { return m_step; }
@@ -73,7 +82,7 @@ public:
     std::uint32_t value(unsigned row, std::uint32_t sample) const
     {
         const ROW& r = m_rows[row];
-        return pgmdq_sample_field(m_samples->sample(sample), m_sample_bytes, r.first_bit, r.width);
+        return pgmdq_sample_field(m_trace->sample(sample), m_sample_bytes, r.first_bit, r.width);
     }
     // The value as the viewer shows it: a bit as 0 or 1, a bus in upper-case hexadecimal.
     QString value_text(unsigned row, std::uint32_t sample) const;
@@ -87,7 +96,7 @@ public:
     bool previous_change(unsigned row, std::uint32_t sample, std::uint32_t* found) const;
 
 private:
-    std::shared_ptr<const PGMDQ_SAMPLE_BUFFERS> m_samples;
+    std::shared_ptr<const PGMDQ_DEBUG_TRACE> m_trace;
     std::uint32_t m_depth;
     unsigned m_sample_bytes;
     double m_step;
@@ -108,7 +117,7 @@ class PGMDQ_DEBUG_WAVE_ITEM : public QGraphicsItem {
 public:
     enum { Type = QGraphicsItem::UserType + 37 };
 
-    PGMDQ_DEBUG_WAVE_ITEM(std::shared_ptr<const PGMDQ_DEBUG_WAVE_TRACE> trace, unsigned row, const QColor& colour);
+    PGMDQ_DEBUG_WAVE_ITEM(std::shared_ptr<const PGMDQ_DEBUG_DRAWN_TRACE> trace, unsigned row, const QColor& colour);
 
     int type() const override { return Type; }
     QRectF boundingRect() const override;
@@ -117,7 +126,7 @@ public:
     unsigned row() const { return m_row; }
     bool is_bus() const { return m_trace->row(m_row).width > 1; }
     QColor colour() const { return m_colour; }
-    const PGMDQ_DEBUG_WAVE_TRACE& trace() const { return *m_trace; }
+    const PGMDQ_DEBUG_DRAWN_TRACE& trace() const { return *m_trace; }
 
     // The classic drawing of the whole row, in item coordinates: the wave's path (one) or the two
     // rails (upper first); and the labels that fit their segments at the 1:1 scale.
@@ -130,7 +139,7 @@ private:
     void paint_bus(QPainter* painter, const DEVICE& device, std::uint32_t first, std::uint32_t last) const;
     double label_width(const QString& text) const;
 
-    std::shared_ptr<const PGMDQ_DEBUG_WAVE_TRACE> m_trace;
+    std::shared_ptr<const PGMDQ_DEBUG_DRAWN_TRACE> m_trace;
     unsigned m_row;
     QColor m_colour;
 };
@@ -162,25 +171,24 @@ public:
     // are copied.
     void draw_waveform(unsigned width, unsigned depth, unsigned char** waveforms,
                        const PGMDQ_DEBUG_SIGNAL* debug_signals, unsigned start, int step);
-    // The same with samples that the scene may share rather than copy.
-    void draw_samples(std::shared_ptr<const PGMDQ_SAMPLE_BUFFERS> samples, const PGMDQ_DEBUG_SIGNAL* debug_signals,
-                      unsigned start, int step);
+    // The same with a trace that the scene shares rather than copies.
+    void draw_trace(std::shared_ptr<const PGMDQ_DEBUG_TRACE> trace, unsigned start, int step);
 
     // The trace drawn, while its items are in the scene (null once the scene is cleared).
-    std::shared_ptr<const PGMDQ_DEBUG_WAVE_TRACE> trace() const { return m_trace.lock(); }
+    std::shared_ptr<const PGMDQ_DEBUG_DRAWN_TRACE> trace() const { return m_trace.lock(); }
     QList<PGMDQ_DEBUG_WAVE_ITEM*> wave_items() const;
 
     // A label's width as the drawing measures it: a text item's width, document margins included.
     double label_width(const QString& label);
 
 private:
-    void draw_waveform_line(const std::shared_ptr<const PGMDQ_DEBUG_WAVE_TRACE>& trace, unsigned row,
+    void draw_waveform_line(const std::shared_ptr<const PGMDQ_DEBUG_DRAWN_TRACE>& trace, unsigned row,
                             const QColor& colour);
-    void draw_waveform_bus(const std::shared_ptr<const PGMDQ_DEBUG_WAVE_TRACE>& trace, unsigned row,
+    void draw_waveform_bus(const std::shared_ptr<const PGMDQ_DEBUG_DRAWN_TRACE>& trace, unsigned row,
                            const QColor& colour);
 
     double m_offset = 0;
     // Rendered label widths by text: a long trace repeats the same few values many times.
     QHash<QString, double> m_label_widths;
-    std::weak_ptr<const PGMDQ_DEBUG_WAVE_TRACE> m_trace;
+    std::weak_ptr<const PGMDQ_DEBUG_DRAWN_TRACE> m_trace;
 };

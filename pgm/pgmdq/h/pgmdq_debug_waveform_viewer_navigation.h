@@ -3,6 +3,7 @@
 // waves, and the column of values at the primary cursor beside the names.
 #pragma once
 
+#include <QColor>
 #include <QGraphicsView>
 #include <QString>
 #include <QStringList>
@@ -13,11 +14,33 @@
 
 class PGMDQ_DEBUG_WAVEFORM_WIDGET;
 
+// What the navigation's widgets share: the cursors' colours, the selected signal's band, and the
+// pan step of a wheel notch or an arrow key (a fraction of the viewport).
+static const QColor PGMDQ_DEBUG_PRIMARY_CURSOR_COLOR(Qt::yellow);
+static const QColor PGMDQ_DEBUG_SECONDARY_CURSOR_COLOR(Qt::cyan);
+static const QColor PGMDQ_DEBUG_SELECTED_ROW_COLOR(48, 48, 48);
+const int PGMDQ_DEBUG_PAN_FRACTION = 8;
+
+// What the two views share: the navigation keys, a second click taken as another click, and the
+// selected signal's band behind the scene.
+class PGMDQ_DEBUG_NAVIGATION_VIEW : public QGraphicsView {
+    Q_OBJECT
+public:
+    PGMDQ_DEBUG_NAVIGATION_VIEW(QGraphicsScene* scene, PGMDQ_DEBUG_WAVEFORM_WIDGET* owner);
+
+protected:
+    void mouseDoubleClickEvent(QMouseEvent* event) override;
+    void keyPressEvent(QKeyEvent* event) override;
+    void drawBackground(QPainter* painter, const QRectF& rect) override;
+
+    PGMDQ_DEBUG_WAVEFORM_WIDGET* m_owner;
+};
+
 // The waves. Mouse: a click places the primary cursor (and selects the row under it), a
 // shift-click the secondary; Ctrl+wheel zooms around the mouse, the wheel pans in time (Shift:
 // vertically), a middle-button drag pans. Keys: arrows pan, Page Up/Down pan a screen, Home/End
 // go to the ends, Ctrl+Up/Down select the previous/next signal.
-class PGMDQ_DEBUG_WAVEFORM_VIEW : public QGraphicsView {
+class PGMDQ_DEBUG_WAVEFORM_VIEW : public PGMDQ_DEBUG_NAVIGATION_VIEW {
     Q_OBJECT
 public:
     PGMDQ_DEBUG_WAVEFORM_VIEW(QGraphicsScene* scene, PGMDQ_DEBUG_WAVEFORM_WIDGET* owner);
@@ -30,33 +53,23 @@ protected:
     void mousePressEvent(QMouseEvent* event) override;
     void mouseMoveEvent(QMouseEvent* event) override;
     void mouseReleaseEvent(QMouseEvent* event) override;
-    void mouseDoubleClickEvent(QMouseEvent* event) override;
-    void keyPressEvent(QKeyEvent* event) override;
     void leaveEvent(QEvent* event) override;
-    void drawBackground(QPainter* painter, const QRectF& rect) override;
     void drawForeground(QPainter* painter, const QRectF& rect) override;
 
 private:
-    PGMDQ_DEBUG_WAVEFORM_WIDGET* m_owner;
     bool m_panning = false;
     QPoint m_pan_last;
     double m_mouse_x = -1;
 };
 
 // The signal names; a click selects a signal, the wheel scrolls the rows.
-class PGMDQ_DEBUG_NAMES_VIEW : public QGraphicsView {
+class PGMDQ_DEBUG_NAMES_VIEW : public PGMDQ_DEBUG_NAVIGATION_VIEW {
     Q_OBJECT
 public:
     PGMDQ_DEBUG_NAMES_VIEW(QGraphicsScene* scene, PGMDQ_DEBUG_WAVEFORM_WIDGET* owner);
 
 protected:
     void mousePressEvent(QMouseEvent* event) override;
-    void mouseDoubleClickEvent(QMouseEvent* event) override;
-    void keyPressEvent(QKeyEvent* event) override;
-    void drawBackground(QPainter* painter, const QRectF& rect) override;
-
-private:
-    PGMDQ_DEBUG_WAVEFORM_WIDGET* m_owner;
 };
 
 // A tick of the ruler: its x in the ruler, its sample, and the label of a major tick.

@@ -1,10 +1,11 @@
-// The debug waveform viewer's trace in memory, without Qt: the debug IP's signal
-// table, the layout of a sample, and the owned sample buffers of a trace. The suite's converter
-// wvf2vcd uses the same table.
+// The debug waveform viewer's trace, without Qt in its interface: the debug IP's signal table,
+// the layout of a sample, the owned sample buffers, and the trace with its ".wvf" file. The
+// suite's converter wvf2vcd uses the same table.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -63,6 +64,15 @@ inline std::uint32_t pgmdq_sample_field(const unsigned char* sample, unsigned sa
     return std::uint32_t(width >= 32 ? bits : bits & ((std::uint64_t(1) << width) - 1));
 }
 
+// A sample of up to 8 bytes as one number, sample bit b in bit b.
+inline std::uint64_t pgmdq_packed_sample(const unsigned char* sample, unsigned sample_bytes)
+{
+    std::uint64_t value = 0;
+    for (unsigned byte = sample_bytes; byte-- > 0;)
+        value = value << 8 | sample[byte];
+    return value;
+}
+
 // A trace in memory: `depth` pointers, each to its own sample of ceil(width / 8) bytes. The
 // samples share one zero-filled block so that a long trace costs one allocation, not one each;
 // the block is also read as a whole (drawing, saving).
@@ -85,4 +95,43 @@ private:
     unsigned m_sample_bytes;
     std::vector<unsigned char> m_bytes;
     std::vector<unsigned char*> m_samples;
+};
+
+// A 32-bit word stored least significant byte first, as the IP's registers and the ".wvf" file
+// hold them.
+inline std::uint32_t pgmdq_little_endian_dword(const unsigned char* bytes)
+{
+    return std::uint32_t(bytes[0]) | std::uint32_t(bytes[1]) << 8 | std::uint32_t(bytes[2]) << 16 |
+           std::uint32_t(bytes[3]) << 24;
+}
+
+// A trace of the debug IP: `depth` samples of `width` bits, the signal table that names their
+// bits, and the ".wvf" file it is saved to and opened from. It never changes once made, so the
+// widget that keeps it and the drawing that shows it share it rather than copy it.
+class PGMDQ_DEBUG_TRACE {
+public:
+    PGMDQ_DEBUG_TRACE(unsigned width, PGMDQ_SAMPLE_BUFFERS samples, const PGMDQ_DEBUG_SIGNAL* table);
+
+    // A copy of the caller's `depth` sample buffers of `width` bits each.
+    static std::shared_ptr<const PGMDQ_DEBUG_TRACE> copy_of(unsigned width, unsigned depth,
+                                                            unsigned char* const* samples,
+                                                            const PGMDQ_DEBUG_SIGNAL* table);
+    // The trace of a ".wvf" file. A file that is missing or is not a trace of the debug IP is a
+    // broken invariant: each check is an internal error of its own.
+    static std::shared_ptr<const PGMDQ_DEBUG_TRACE> read_wvf(const std::string& path);
+    // Writes the ".wvf" file whole or not at all; a failure is told to the user. True when written.
+    bool write_wvf(const std::string& path) const;
+
+    unsigned width() const { return m_width; }
+    std::uint32_t depth() const { return m_samples.depth(); }
+    const PGMDQ_SAMPLE_BUFFERS& samples() const { return m_samples; }
+    const unsigned char* sample(std::uint32_t index) const { return m_samples.sample(index); }
+    const PGMDQ_DEBUG_SIGNAL* signal_table() const { return m_signals; }
+    // Sample i in element i, sample bit b in bit b (a sample's first 64 bits).
+    std::vector<std::uint64_t> packed_samples() const;
+
+private:
+    unsigned m_width;
+    PGMDQ_SAMPLE_BUFFERS m_samples;
+    const PGMDQ_DEBUG_SIGNAL* m_signals; // a table of the program's, never freed
 };

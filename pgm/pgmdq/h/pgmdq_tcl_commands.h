@@ -33,6 +33,11 @@ enum PGMDQ_TCL_OPTION {
     PGMDQ_TCL_OPTION_DEBUG_FILE,
     PGMDQ_TCL_OPTION_SITE,
     PGMDQ_TCL_OPTION_MAIL,
+    PGMDQ_TCL_OPTION_CABLE,
+    PGMDQ_TCL_OPTION_DEVICE,
+    PGMDQ_TCL_OPTION_RESET,
+    PGMDQ_TCL_OPTION_WVF,
+    PGMDQ_TCL_OPTION_VCD,
 };
 
 enum PGMDQ_TCL_ARGUMENT_FLAG {
@@ -71,3 +76,5 @@ const TTCL_CALLBACK* pgmdq_tcl_command_callbacks();
 // The commands' run functions, each beside its panel.
 bool pgmdq_kiopru_run(const TTCL_ARGS& args, PGMDQ_TCL_RESULT* result, std::string* error);
 bool pgmdq_pof_check(const TTCL_ARGS& args, PGMDQ_TCL_RESULT* result, std::string* error);
+bool pgmdq_capture(const TTCL_ARGS& args, PGMDQ_TCL_RESULT* result, std::string* error);
+bool pgmdq_usedw(const TTCL_ARGS& args, PGMDQ_TCL_RESULT* result, std::string* error);
