@@ -2,8 +2,9 @@
 # Writes the loopback site's sample release with the build's release maker: the release tree in
 # the file share's data root (build/site/share/data/release) and the dies' emulator builds
 # (build/site/icd_emulator), where build/site/site.ini looks for them. An earlier release is
-# replaced. By default a small, quick selection: one die of each ready family and the die whose
-# emulator disagrees with the programmer.
+# replaced. By default a small, quick selection: the last die of each ready family (a family whose
+# last die fails ends a regression), the die whose emulator disagrees with the programmer, and one
+# die of the last family.
 #
 #   site/prepare_release.sh [--all] [--sofs N] [--if-missing] [BUILD_DIR]
 #
@@ -11,7 +12,7 @@
 set -euo pipefail
 root="$(cd "$(dirname "$0")/.." && pwd)"
 build="$root/build"
-selection=(--dies C5D1,D5D1,D5D2,KS50)
+selection=(--dies C5D4,D5D2,D5D5,KS50)
 sofs=2
 if_missing=no
 while [ $# -gt 0 ]; do

@@ -149,11 +149,11 @@ TEST_F(SITE, PreparedReleaseLiesWhereTheSettingsPointTo)
     // The settings name the real build tree; the same layout below the temporary one.
     const auto moved = [&](const std::string& path) { return build + path.substr(build_dir().size()); };
     const std::string release = moved(setting("rk_linux_test_dir"));
-    for (const char* die : {"C5D1", "D5D1", "D5D2", "KS50"}) {
+    for (const char* die : {"C5D4", "D5D2", "D5D5", "KS50"}) {
         const std::string emulator = moved(gen_get_setting(std::string("icd_emulator/") + die));
         EXPECT_EQ(access(emulator.c_str(), X_OK), 0) << emulator;
     }
-    for (const char* file : {"calder5/C5D1/c5d1_design01.sof", "dunlin5/D5D2/d5d2_design02.sof",
+    for (const char* file : {"calder5/C5D4/c5d4_design01.sof", "dunlin5/D5D2/d5d2_design02.sof",
                              "kestrel/KS50/ks50_design01.sof", "sof2img/calder5_sof2img.exe"})
         EXPECT_EQ(access((release + file).c_str(), R_OK), 0) << release + file;
 }
