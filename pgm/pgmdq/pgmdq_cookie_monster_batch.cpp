@@ -136,10 +136,10 @@ PGMDQ_JUNIT_SUITE PGMDQ_COOKIE_MONSTER::run_unattended(bool skip_flash, bool ski
 
 namespace {
 
-// The cable the bench knows by this name, bound as the "..." button binds the one chosen.
-bool bind_cable(PGMDQ_COOKIE_MONSTER& panel, bool dut, const std::string& name, std::string* error)
+// The cable the panel's bench knows by this name, bound as the "..." button binds the one chosen.
+bool bind_cable(PGMDQ_COOKIE_MONSTER& panel, PGMD_CM_BENCH& bench, bool dut, const std::string& name, std::string* error)
 {
-    const std::vector<std::string> cables = pgmd_cm_list_hardware();
+    const std::vector<std::string> cables = pgmd_cm_list_hardware(bench);
     const auto cable = std::find(cables.begin(), cables.end(), name);
     if (cable == cables.end()) {
         std::string known;
@@ -165,10 +165,11 @@ void post_progress(const std::string& text)
 bool pgmdq_kiopru_run(const TTCL_ARGS& args, PGMDQ_TCL_RESULT* result, std::string* error)
 {
     const std::string& batch = args.value(PGMDQ_TCL_OPTION_BATCH);
-    PGMDQ_COOKIE_MONSTER panel;
+    const std::shared_ptr<PGMD_CM_BENCH> site = pgmd_cm_site_bench();
+    PGMDQ_COOKIE_MONSTER panel(site);
     std::vector<PGMDQ_COOKIE_MONSTER::BATCH_LINE_PROBLEM> problems;
-    if (!bind_cable(panel, false, args.value(PGMDQ_TCL_OPTION_BENCH_CABLE), error) ||
-        !bind_cable(panel, true, args.value(PGMDQ_TCL_OPTION_DUT_CABLE), error))
+    if (!bind_cable(panel, *site, false, args.value(PGMDQ_TCL_OPTION_BENCH_CABLE), error) ||
+        !bind_cable(panel, *site, true, args.value(PGMDQ_TCL_OPTION_DUT_CABLE), error))
         return false;
     if (!panel.load_batch(batch, &problems) || panel.command_lines().isEmpty()) {
         *error = "the batch file \"" + batch + "\" holds no test command to run";

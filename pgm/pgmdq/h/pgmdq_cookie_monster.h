@@ -8,9 +8,11 @@
 #include <QWidget>
 
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <vector>
 
+class PGMD_CM_BENCH;
 class PGMD_CM_MANAGER;
 class PGMDQ_CM_AUTO_CHAIN;
 class PGMDQ_PROCESS_DLG;
@@ -33,7 +35,10 @@ enum PGMDQ_CMD_LIST_COLOR : unsigned {
 class PGMDQ_COOKIE_MONSTER : public QWidget {
     Q_OBJECT
 public:
+    // On the site's bench, as the frame creates it.
     explicit PGMDQ_COOKIE_MONSTER(QWidget* parent = nullptr);
+    // On a bench of the caller's own: the panel reaches that bench's cables and devices only.
+    explicit PGMDQ_COOKIE_MONSTER(std::shared_ptr<PGMD_CM_BENCH> bench, QWidget* parent = nullptr);
     ~PGMDQ_COOKIE_MONSTER() override;
 
     void on_jtag(bool dut);
