@@ -304,6 +304,6 @@ bool PGMDQ_COOKIE_MONSTER::set_hardware(bool dut, unsigned hardware)
         m_hardware_flags &= std::uint8_t(~flag);
     }
     (dut ? m_dut_jtag_edit : m_cookie_jtag_edit)->setText(tr(name.c_str()));
-    m_run_button->setEnabled(m_cmd_widget->count() > 0 && m_hardware_flags == BOTH_HARDWARE_FLAGS);
+    m_run_button->setEnabled(m_batch.count() > 0 && m_hardware_flags == BOTH_HARDWARE_FLAGS);
     return bound;
 }
