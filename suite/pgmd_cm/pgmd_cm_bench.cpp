@@ -1,5 +1,6 @@
 // Benches of simulated hardware, and the site's bench the panels drive.
 #include "pgmd_cm.h"
+#include "pgmd_cm_jtag_adapter.h"
 
 #include "bench.h"
 #include "gen.h"
@@ -75,8 +76,8 @@ std::unique_ptr<BENCH> usable_bench()
 // Made on first use, by whoever first creates an engine for the site.
 const std::shared_ptr<SIMULATED_BENCH>& site()
 {
-    static const std::shared_ptr<SIMULATED_BENCH> site = std::make_shared<SIMULATED_BENCH>(usable_bench());
-    return site;
+    static const std::shared_ptr<SIMULATED_BENCH> bench = std::make_shared<SIMULATED_BENCH>(usable_bench());
+    return bench;
 }
 
 // Replaces the site's hardware with what `make` builds, unless it fails.
