@@ -74,7 +74,7 @@ bool load_bench_with_depth(int depth)
 // The baseline of a capture: the same samples read through the engine, nothing else.
 double engine_reads_seconds(int depth)
 {
-    PGMD_CM_ENGINE engine;
+    PGMD_CM_ENGINE engine(pgmd_cm_site_bench());
     pgmwq_set_preset_answer(DUT_CABLE);
     unsigned hardware = 0;
     pgmwq_export_hardware_dlg(&hardware);

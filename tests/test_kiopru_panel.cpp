@@ -4,7 +4,12 @@
 #include "kiopru_test_support.h"
 
 #include "pgmd_cm.h"
+#include "pgmd_cm_catalogue.h"
 #include "pgmdq_miscellaneous.h"
+
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
 
 #include <iterator>
 #include <memory>
@@ -31,6 +36,51 @@ QString command(const QString& dut, const QString& scheme, const QString& vccpgm
                 const QString& clock)
 {
     return QString("CMD @%1 @%2 @%3 @%4 @%5").arg(dut, scheme, vccpgm, memory, clock);
+}
+
+// The chain manager's names and keys of one option list, in its order.
+template <class ENTRY> QStringList names_and_keys(const std::vector<ENTRY>& entries)
+{
+    QStringList texts;
+    for (const ENTRY& entry : entries)
+        texts << QString("%1/%2").arg(entry.name, entry.key);
+    return texts;
+}
+
+QStringList chain_manager_option_list(int list)
+{
+    const PGMD_CM_CATALOGUE& catalogue = pgmd_cm_catalogue();
+    const QStringList lists[] = {names_and_keys(catalogue.schemes), names_and_keys(catalogue.vccpgms),
+                                 names_and_keys(catalogue.memories), names_and_keys(catalogue.clocks)};
+    return lists[list];
+}
+
+// The keys of the schemes in `mask`, in list order.
+QStringList scheme_keys_in(unsigned mask)
+{
+    QStringList keys;
+    for (const PGMD_CM_TYPE_INFO& scheme : PGMD_CM_SCHEME_LIST)
+        if (scheme.enumerator & mask)
+            keys << QString::fromStdString(scheme.key);
+    return keys;
+}
+
+const PGMD_CM_DATABASE_INFO* database_row_named(const QString& name)
+{
+    for (const PGMD_CM_DATABASE_INFO& row : PGMD_CM_DATABASE_LIST)
+        if (QString::fromStdString(row.name) == name)
+            return &row;
+    return nullptr;
+}
+
+// The chain manager's millivolts of the VCCPGM rows in `mask`, in list order.
+QVariantList supplies_in(unsigned mask)
+{
+    QVariantList millivolts;
+    for (int row = 0; row < int(std::size(PGMD_CM_VCCPGM_LIST)); ++row)
+        if (PGMD_CM_VCCPGM_LIST[row].enumerator & mask)
+            millivolts << pgmd_cm_catalogue().vccpgms[size_t(row)].code;
+    return millivolts;
 }
 
 using LINES = std::vector<std::string>;
@@ -69,7 +119,8 @@ private slots:
     // ---- the tables
 
     // The display names are checked where the selectors show them; the keys name the options in
-    // the bench's configuration.
+    // the bench's configuration. The chain manager, which reads the commands the panel writes,
+    // keeps a catalogue of its own: it must name and key the same rows in the same order.
     void option_lists_data()
     {
         QTest::addColumn<int>("list");
@@ -84,10 +135,14 @@ private slots:
     {
         QFETCH(int, list);
         QFETCH(QStringList, keys);
+        QStringList names_keys;
         for (int row = 0; row < keys.size(); ++row) {
             QCOMPARE(OPTION_LISTS[list][row].enumerator, 1u << row);
             QCOMPARE(QString::fromStdString(OPTION_LISTS[list][row].key), keys[row]);
+            const PGMD_CM_TYPE_INFO& option = OPTION_LISTS[list][row];
+            names_keys << QString::fromStdString(option.display_name + "/" + option.key);
         }
+        QCOMPARE(chain_manager_option_list(list), names_keys);
         QCOMPARE(PGMD_CM_SELECT_ALL, 0xFFFFFFFFu);
         QCOMPARE(QString::fromStdString(PGMD_CM_SELECT_ALL_STRING), QString("All"));
     }
@@ -125,12 +180,56 @@ private slots:
         QCOMPARE((UINTS{dut.jtag_id_code, dut.jtag_id_mask}), id);
         QCOMPARE(QString::fromStdString(dut.size), size);
         QCOMPARE(dut.flag, flag);
+        if (row == 0)
+            return;
         // Names are copied from the DUT list at load, which therefore must be built first.
-        if (row > 0) {
-            QCOMPARE(dut.name, PGMD_CM_DUT_LIST[row - 1].display_name);
-            QCOMPARE(QString::fromStdString(PGMD_CM_DUT_LIST[row - 1].key), key);
-            QCOMPARE(PGMD_CM_DUT_LIST[row - 1].enumerator, unsigned(row - 1));
+        QCOMPARE(dut.name, PGMD_CM_DUT_LIST[row - 1].display_name);
+        QCOMPARE(QString::fromStdString(PGMD_CM_DUT_LIST[row - 1].key), key);
+        QCOMPARE(PGMD_CM_DUT_LIST[row - 1].enumerator, unsigned(row - 1));
+        // The chain manager knows the DUT by the same name, key and ID, and the schemes by class.
+        const PGMD_CM_DUT_ENTRY& known = pgmd_cm_catalogue().duts.at(size_t(row - 1));
+        QCOMPARE(QString("%1/%2").arg(known.name, known.key), QString::fromStdString(dut.name) + "/" + key);
+        QCOMPARE((UINTS{known.idcode, known.mask}), id);
+        for (size_t scheme = 0; scheme < std::size(PGMD_CM_SCHEME_LIST); ++scheme) {
+            const unsigned bit = 1u << scheme;
+            if ((dut.passive_schemes | dut.active_schemes) & bit)
+                QCOMPARE(pgmd_cm_catalogue().schemes[scheme].active, (dut.active_schemes & bit) != 0);
         }
+    }
+
+    // The words of the lines the panel hands the chain manager are the chain manager's too.
+    void line_keywords_agree_with_the_chain_manager()
+    {
+        QCOMPARE(PGMD_CM_CMD_STRING, std::string(PGMD_CM_COMMAND_KEYWORD));
+        QCOMPARE(PGMD_CM_PROCESS_STRING, std::string(PGMD_CM_PROCESS_KEYWORD));
+        QCOMPARE(pgmd_cm_all_processes(), (LINES{PGMD_CM_GEN_SOF_STRING, PGMD_CM_GEN_PFL_STRING,
+                                                 PGMD_CM_GEN_PFL_POF_STRING, PGMD_CM_GEN_JIC_STRING}));
+    }
+
+    // The built-in bench holds DUTs of the database: each with its ID code, and the silicon of a
+    // DUT the bench can configure accepts exactly the schemes and supplies its row allows.
+    void default_bench_holds_the_database_duts()
+    {
+        const QJsonObject bench = QJsonDocument::fromJson(QByteArray::fromStdString(pgmd_cm_default_bench())).object();
+        int duts = 0, configurable = 0;
+        for (const QJsonValue& cable : bench["cables"].toArray())
+            for (const QJsonValue& device : cable["chain"].toArray()) {
+                const PGMD_CM_DATABASE_INFO* row = database_row_named(device["name"].toString());
+                if (!row)
+                    continue;
+                ++duts;
+                QCOMPARE(device["idcode"].toString().toUInt(nullptr, 16), row->jtag_id_code);
+                const QJsonObject silicon = device["configuration"].toObject();
+                if (silicon.isEmpty())
+                    continue;
+                ++configurable;
+                QCOMPARE(silicon["schemes"].toVariant().toStringList(),
+                         scheme_keys_in(row->passive_schemes | row->active_schemes));
+                QCOMPARE(silicon["passive_vccpgm_mv"].toArray().toVariantList(), supplies_in(row->passive_vccpgm));
+                QCOMPARE(silicon["active_vccpgm_mv"].toArray().toVariantList(), supplies_in(row->active_vccpgm));
+            }
+        QCOMPARE(duts, 3);
+        QCOMPARE(configurable, 1);
     }
 
     // ---- the cascade

@@ -51,17 +51,19 @@ class TEST_KIOPRU_RUN : public QObject {
 
     // Passive Serial on the first flash with DCLK, at one or every supply voltage; then a run with
     // the process dialog confirmed.
-    void create_tests(const QString& dut, const QString& vccpgm)
+    static void create_tests(PGMDQ_COOKIE_MONSTER& panel, const QString& dut, const QString& vccpgm)
     {
-        QVERIFY(kiopru_choose(*m_panel, "m_dut_combo", dut));
-        QVERIFY(kiopru_choose(*m_panel, "m_vccpgm_combo", vccpgm));
-        kiopru_click(kiopru_button(*m_panel, "Create Test"));
+        QVERIFY(kiopru_choose(panel, "m_dut_combo", dut));
+        QVERIFY(kiopru_choose(panel, "m_vccpgm_combo", vccpgm));
+        kiopru_click(kiopru_button(panel, "Create Test"));
     }
-    void run(const QStringList& boxes_to_tick = {})
+    void create_tests(const QString& dut, const QString& vccpgm) { create_tests(*m_panel, dut, vccpgm); }
+    static void run(PGMDQ_COOKIE_MONSTER& panel, const QStringList& boxes_to_tick = {})
     {
         kiopru_answer_process_dialog(boxes_to_tick);
-        kiopru_click(kiopru_button(*m_panel, "Run Test"));
+        kiopru_click(kiopru_button(panel, "Run Test"));
     }
+    void run(const QStringList& boxes_to_tick = {}) { run(*m_panel, boxes_to_tick); }
     void choose_file_and_click(const QString& file, const QString& button)
     {
         TFCQ_FILE_DLG::preset_answer(file);
@@ -196,8 +198,11 @@ private slots:
         QVERIFY(!lines.isEmpty());
         QVERIFY(lines.filter(QRegExp("^CMD")).isEmpty());
         QVERIFY(!kiopru_button(*m_panel, "Run Test")->isEnabled());
-        QVERIFY(kiopru_button(*m_panel, "Save msg")->isEnabled());
         QVERIFY(!remove->isEnabled());
+        // What is saved is what the list shows.
+        const QString saved = QDir(m_work_dir.path()).filePath("after_delete.txt");
+        choose_file_and_click(saved, "Save msg");
+        QCOMPARE(file_text(saved), lines.join("\n") + "\n");
     }
 
     // Choosing a cable again enables "Run Test" for the result lines alone; the run then finds no
@@ -349,6 +354,33 @@ private slots:
         QVERIFY(result_counts().isEmpty());
         run();
         QCOMPARE(result_counts(), QString("1 passed, 1 failed"));
+    }
+
+    // Two panels at once, the frame's on the site's bench and another on a bench of its own whose
+    // cables are named otherwise: each reaches only its own cables, and a memory programmed
+    // through one is still blank on the other bench.
+    void two_panels_on_two_benches()
+    {
+        const QString second_bench = QString::fromStdString(pgmd_cm_default_bench()).replace("[1-", "[2-");
+        std::string error;
+        const std::shared_ptr<PGMD_CM_BENCH> bench = pgmd_cm_bench_from_json(second_bench.toStdString(), &error);
+        QVERIFY2(bench, error.c_str());
+        PGMDQ_COOKIE_MONSTER other(bench);
+        other.show();
+        QVERIFY(other.set_hardware(false, 1) && other.set_hardware(true, 2));
+        QCOMPARE(kiopru_edit_text(other, true), QString("DUT-USB [2-2]"));
+        QCOMPARE(kiopru_edit_text(*m_panel, true), QString(DUT_CABLE));
+
+        create_tests(other, BR5, "1.8 V");
+        create_tests(BR5, "1.8 V");
+        run(other);
+        QCOMPARE(kiopru_lines(other).filter(" - Pass").size(), 1);
+        const QString blank = DETAIL_PREFIX + "Configuration failed: the memory holds no configuration image";
+        run({"Skip flash programming / verification"});
+        QCOMPARE(kiopru_lines(*m_panel).filter(" - Fail").size(), 1);
+        QVERIFY(!kiopru_lines(*m_panel).filter(blank).isEmpty());
+        run(other, {"Skip flash programming / verification"});
+        QCOMPARE(kiopru_lines(other).filter(" - Pass").size(), 1);
     }
 
     void batch_lines_are_validated_as_create_test_does_data()

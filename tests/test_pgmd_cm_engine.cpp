@@ -6,6 +6,7 @@
 #include "bench_protocol.h"
 #include "bench_trace.h"
 #include "gen.h"
+#include "msg.h"
 
 #include <QFile>
 #include <QTemporaryDir>
@@ -67,8 +68,8 @@ using Engine = PGMD_CM_TEST;
 
 TEST_F(Engine, BindsCablesByHandle)
 {
-    EXPECT_EQ(pgmd_cm_list_hardware(), (std::vector<std::string>{BENCH_CABLE_NAME, DUT_CABLE_NAME, LAB_CABLE_NAME}));
-    PGMD_CM_ENGINE engine;
+    EXPECT_EQ(pgmd_cm_list_hardware(*m_bench), (std::vector<std::string>{BENCH_CABLE_NAME, DUT_CABLE_NAME, LAB_CABLE_NAME}));
+    PGMD_CM_ENGINE engine(m_bench);
     EXPECT_TRUE(engine.set_tji_hardware(false, 1));
     EXPECT_TRUE(engine.set_tji_hardware(true, 2));
     EXPECT_EQ(engine.get_hardware_name(false), BENCH_CABLE_NAME);
@@ -77,10 +78,20 @@ TEST_F(Engine, BindsCablesByHandle)
     EXPECT_EQ(engine.get_hardware_name(true), "");
     EXPECT_FALSE(engine.set_tji_hardware(true, 4));
     EXPECT_EQ(engine.get_hardware_name(false), BENCH_CABLE_NAME);
+    try {
+        PGMD_CM_ENGINE without_bench(nullptr);
+        ADD_FAILURE() << "an engine needs a bench";
+    } catch (const MSG_INTERNAL_ERROR_EXCEPTION& error) {
+        EXPECT_EQ(error.text(), "bench != NULL");
+    }
 }
 
-TEST_F(Engine, TheSettingsNameTheBenchFile)
+// The site's bench follows the settings; engines given it see the bench it holds now.
+TEST_F(Engine, TheSettingsNameTheSitesBench)
 {
+    const std::shared_ptr<PGMD_CM_BENCH> site = pgmd_cm_site_bench();
+    EXPECT_EQ(site, pgmd_cm_site_bench());
+    PGMD_CM_ENGINE engine(site);
     QTemporaryDir directory;
     const QString path = directory.filePath("bench.json");
     QFile file(path);
@@ -90,16 +101,19 @@ TEST_F(Engine, TheSettingsNameTheBenchFile)
     gen_set_setting("bench/file", path.toStdString());
     std::string error;
     EXPECT_TRUE(pgmd_cm_reload_bench(&error)) << error;
-    EXPECT_EQ(pgmd_cm_list_hardware(), std::vector<std::string>{"Site cable"});
+    EXPECT_EQ(pgmd_cm_list_hardware(*site), std::vector<std::string>{"Site cable"});
+    EXPECT_TRUE(engine.set_tji_hardware(true, 1));
+    EXPECT_EQ(engine.get_hardware_name(true), "Site cable");
+    EXPECT_EQ(pgmd_cm_list_hardware(*m_bench).size(), 3u) << "a bench of one's own is not the site's";
 
     gen_set_setting("bench/file", directory.filePath("missing.json").toStdString());
     EXPECT_FALSE(pgmd_cm_reload_bench(&error));
     EXPECT_NE(error.find("missing.json"), std::string::npos) << error;
-    EXPECT_EQ(pgmd_cm_list_hardware(), std::vector<std::string>{"Site cable"}) << "a failed load keeps the bench";
+    EXPECT_EQ(pgmd_cm_list_hardware(*site), std::vector<std::string>{"Site cable"}) << "a failed load keeps the bench";
 
     gen_set_setting("bench/file", "");
     EXPECT_TRUE(pgmd_cm_reload_bench(&error));
-    EXPECT_EQ(pgmd_cm_list_hardware().size(), 3u);
+    EXPECT_EQ(pgmd_cm_list_hardware(*site).size(), 3u);
 }
 
 TEST_F(Engine, ScansTheDefaultChains)
@@ -113,9 +127,9 @@ TEST_F(Engine, ScansTheDefaultChains)
         {DUT_CABLE_NAME, {{"BR5-TV1-ES", 0x0B4150F3}}},
         {LAB_CABLE_NAME, {{"CD5-TV2-ES", 0x0B4250F3}, {"Lab flash bridge", 0x020A10DD}, {"DN5-TV3-ES", 0x0B4350F3}}},
     };
-    PGMD_CM_ENGINE engine;
+    PGMD_CM_ENGINE engine(m_bench);
     for (const CASE& c : cases) {
-        ASSERT_TRUE(engine.set_tji_hardware(true, handle_of(c.cable)));
+        ASSERT_TRUE(engine.set_tji_hardware(true, handle(c.cable)));
         const SCAN result = scan(engine, true);
         EXPECT_EQ(result.error, PGMD_CM_SCAN_ERROR_NONE) << c.cable;
         ASSERT_EQ(result.devices.size(), c.devices.size()) << c.cable;
@@ -135,8 +149,8 @@ TEST_F(Engine, ScansAChainFromJsonWithIrLengthsOfItsOwn)
     const QJsonArray chain = {QJsonObject{{"name", "First"}, {"idcode", "0x0B4750F3"}, {"ir_length", 6}},
                               QJsonObject{{"name", "Odd part"}, {"idcode", "0x12345679"}, {"ir_length", 13}},
                               QJsonObject{{"name", "Last"}, {"idcode", "0x00ABC0DD"}, {"ir_length", 8}, {"debug_ip", QJsonObject{{"seed", 4}}}}};
-    ASSERT_TRUE(load_bench(QJsonObject{{"cables", QJsonArray{QJsonObject{{"name", "Three"}, {"chain", chain}}}}}));
-    PGMD_CM_ENGINE engine;
+    m_bench = bench_of(QJsonObject{{"cables", QJsonArray{QJsonObject{{"name", "Three"}, {"chain", chain}}}}});
+    PGMD_CM_ENGINE engine(m_bench);
     ASSERT_TRUE(engine.set_tji_hardware(true, 1));
     const SCAN result = scan(engine, true);
     ASSERT_EQ(result.devices.size(), 3u);
@@ -155,14 +169,14 @@ TEST_F(Engine, ScansAChainFromJsonWithIrLengthsOfItsOwn)
 
 TEST_F(Engine, ReadsDutIdsIntoTheCallersArrays)
 {
-    PGMD_CM_ENGINE engine;
+    PGMD_CM_ENGINE engine(m_bench);
     bool present_storage[4] = {true, true, true, true};
     unsigned id_storage[4] = {1, 2, 3, 4};
     bool* present = present_storage;
     unsigned* ids = id_storage;
     EXPECT_EQ(engine.read_dut_id(&present, &ids), PGMD_CM_SCAN_ERROR_NO_HARDWARE);
 
-    ASSERT_TRUE(engine.set_tji_hardware(true, handle_of(LAB_CABLE_NAME)));
+    ASSERT_TRUE(engine.set_tji_hardware(true, handle(LAB_CABLE_NAME)));
     EXPECT_EQ(engine.read_dut_id(&present, &ids), 0);
     EXPECT_EQ(std::vector<bool>(present_storage, present_storage + 4), (std::vector<bool>{true, true, true, false}));
     EXPECT_EQ(std::vector<unsigned>(id_storage, id_storage + 4), (std::vector<unsigned>{0x0B4250F3, 0x020A10DD, 0x0B4350F3, 0}));
@@ -170,8 +184,8 @@ TEST_F(Engine, ReadsDutIdsIntoTheCallersArrays)
 
 TEST_F(Engine, StartupChecksTheExpectedDeviceCount)
 {
-    PGMD_CM_ENGINE engine;
-    ASSERT_TRUE(engine.set_tji_hardware(true, handle_of(LAB_CABLE_NAME)));
+    PGMD_CM_ENGINE engine(m_bench);
+    ASSERT_TRUE(engine.set_tji_hardware(true, handle(LAB_CABLE_NAME)));
     engine.set_dut_count(2);
     EXPECT_FALSE(engine.startup_hardware(true, false));
     EXPECT_FALSE(engine.is_locked(true));
@@ -186,10 +200,10 @@ TEST_F(Engine, StartupChecksTheExpectedDeviceCount)
 
 TEST_F(Engine, ACableBelongsToOneEngineAtATime)
 {
-    PGMD_CM_ENGINE viewer;
+    PGMD_CM_ENGINE viewer(m_bench);
     ASSERT_TRUE(viewer.set_tji_hardware(true, 2));
     {
-        PGMD_CM_ENGINE other;
+        PGMD_CM_ENGINE other(m_bench);
         ASSERT_TRUE(other.set_tji_hardware(true, 2));
         ASSERT_TRUE(other.startup_hardware(true, false));
         EXPECT_FALSE(viewer.startup_hardware(true, false));
@@ -200,15 +214,15 @@ TEST_F(Engine, ACableBelongsToOneEngineAtATime)
     EXPECT_TRUE(viewer.startup_hardware(true, false));
     viewer.set_tji_hardware(true, 2); // rebinding releases the lock too
     EXPECT_FALSE(viewer.is_locked(true));
-    PGMD_CM_ENGINE third;
+    PGMD_CM_ENGINE third(m_bench);
     ASSERT_TRUE(third.set_tji_hardware(true, 2));
     EXPECT_TRUE(third.startup_hardware(true, false));
 }
 
 TEST_F(Engine, FindsNodesBehindTheHub)
 {
-    PGMD_CM_ENGINE engine;
-    ASSERT_TRUE(engine.set_tji_hardware(true, handle_of(LAB_CABLE_NAME)));
+    PGMD_CM_ENGINE engine(m_bench);
+    ASSERT_TRUE(engine.set_tji_hardware(true, handle(LAB_CABLE_NAME)));
     EXPECT_FALSE(engine.determine_dut_sld_node(0, NODE_KIND_DEBUG_IP)) << "needs a started cable";
     EXPECT_FALSE(engine.load_jtag_virtual_instruction(true, DEBUG_USEDW, 0, false, true));
     ASSERT_TRUE(engine.startup_hardware(true, false));
@@ -230,16 +244,16 @@ TEST_F(Engine, FindsNodesBehindTheHub)
     unsigned char bytes[5] = {};
     EXPECT_FALSE(engine.read_dr_data(true, SAMPLE_BITS, bytes, 2)) << "no shifts without the lock";
 
-    PGMD_CM_ENGINE bench_side;
-    ASSERT_TRUE(bench_side.set_tji_hardware(false, handle_of(BENCH_CABLE_NAME)));
+    PGMD_CM_ENGINE bench_side(m_bench);
+    ASSERT_TRUE(bench_side.set_tji_hardware(false, handle(BENCH_CABLE_NAME)));
     ASSERT_TRUE(bench_side.startup_hardware(false, false));
     EXPECT_TRUE(bench_side.determine_sld_node(false, 0, NODE_KIND_CONFIG_HW));
 }
 
 TEST_F(Engine, ResetEmptiesTheTraceWhichRefillsWithTheNextSession)
 {
-    PGMD_CM_ENGINE engine;
-    ASSERT_TRUE(engine.set_tji_hardware(true, handle_of(DUT_CABLE_NAME)));
+    PGMD_CM_ENGINE engine(m_bench);
+    ASSERT_TRUE(engine.set_tji_hardware(true, handle(DUT_CABLE_NAME)));
     ASSERT_TRUE(engine.startup_hardware(true, false));
     ASSERT_TRUE(engine.determine_dut_sld_node(0, NODE_KIND_DEBUG_IP));
     EXPECT_TRUE(engine.load_jtag_virtual_instruction(true, DEBUG_RESET, 0, false, false));
@@ -251,4 +265,23 @@ TEST_F(Engine, ResetEmptiesTheTraceWhichRefillsWithTheNextSession)
     const std::vector<uint64_t> next = bench_generate_trace(bench_trace_epoch_seed(1, 1), 1024);
     EXPECT_EQ(read_samples(engine, 0, 1024), next);
     EXPECT_NE(next, bench_generate_trace(1, 1024));
+}
+
+// Two benches at once: the same cable on each is a cable of its own, with its own lock and its
+// own devices.
+TEST_F(Engine, EnginesOnTwoBenchesShareNothing)
+{
+    const std::shared_ptr<PGMD_CM_BENCH> other = bench_of(with_value(default_bench_json(), {"cables", 2, "name"}, "Lab-USB [2-3]"));
+    PGMD_CM_ENGINE here(m_bench);
+    PGMD_CM_ENGINE there(other);
+    ASSERT_TRUE(here.set_tji_hardware(true, 3));
+    ASSERT_TRUE(there.set_tji_hardware(true, 3));
+    EXPECT_EQ(there.get_hardware_name(true), "Lab-USB [2-3]");
+    ASSERT_TRUE(here.startup_hardware(true, false));
+    ASSERT_TRUE(there.startup_hardware(true, false)) << "the other bench's cable is free";
+    ASSERT_TRUE(here.determine_dut_sld_node(0, NODE_KIND_DEBUG_IP));
+    ASSERT_TRUE(there.determine_dut_sld_node(0, NODE_KIND_DEBUG_IP));
+    EXPECT_TRUE(here.load_jtag_virtual_instruction(true, DEBUG_RESET, 0, false, false));
+    EXPECT_LT(read_word(here, DEBUG_USEDW, 0), 200u);
+    EXPECT_EQ(read_word(there, DEBUG_USEDW, 0), 2048u) << "the reset emptied the other bench's trace";
 }

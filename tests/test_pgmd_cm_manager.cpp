@@ -63,19 +63,26 @@ std::vector<TEST_RESULT> group(const std::vector<std::string>& lines)
 
 class MANAGER_TEST : public PGMD_CM_TEST {
 protected:
+    // The manager on the test's bench as the document describes it.
+    bool use_bench(const QJsonObject& root)
+    {
+        m_bench = bench_of(root);
+        m_manager = std::make_unique<PGMD_CM_MANAGER>(m_bench);
+        return m_bench != nullptr;
+    }
     void bind_default_cables()
     {
-        ASSERT_TRUE(m_manager.get_engine()->set_tji_hardware(false, handle_of(BENCH_CABLE_NAME)));
-        ASSERT_TRUE(m_manager.get_engine()->set_tji_hardware(true, handle_of(DUT_CABLE_NAME)));
+        ASSERT_TRUE(m_manager->get_engine()->set_tji_hardware(false, handle(BENCH_CABLE_NAME)));
+        ASSERT_TRUE(m_manager->get_engine()->set_tji_hardware(true, handle(DUT_CABLE_NAME)));
     }
     std::vector<TEST_RESULT> run(std::vector<std::string> lines, bool skip_flash = false)
     {
-        const std::vector<std::string> out = m_manager.execute_test(unsigned(lines.size()), lines.data(), skip_flash);
-        EXPECT_FALSE(m_manager.get_engine()->is_locked(false));
-        EXPECT_FALSE(m_manager.get_engine()->is_locked(true));
+        const std::vector<std::string> out = m_manager->execute_test(unsigned(lines.size()), lines.data(), skip_flash);
+        EXPECT_FALSE(m_manager->get_engine()->is_locked(false));
+        EXPECT_FALSE(m_manager->get_engine()->is_locked(true));
         return group(out);
     }
-    PGMD_CM_MANAGER m_manager;
+    std::unique_ptr<PGMD_CM_MANAGER> m_manager = std::make_unique<PGMD_CM_MANAGER>(m_bench);
 };
 
 } // namespace
@@ -120,9 +127,9 @@ TEST_F(RawFile, WritesTheDocumentedRecords)
     QTemporaryDir directory;
     gen_set_setting("kiopru/work_dir", directory.filePath("work/batches").toStdString());
     std::vector<std::string> lines = {PS_CFI, AS_INT100, "PROCESS +Generate SOF", "PROCESS -Generate PFL IP", "PROCESS +Generate JIC"};
-    ASSERT_EQ(m_manager.generate_raw_file(unsigned(lines.size()), lines.data()), 0);
-    EXPECT_EQ(m_manager.raw_file_path(), directory.filePath("work/batches/kiopru_batch.raw").toStdString());
-    QFile file(QString::fromStdString(m_manager.raw_file_path()));
+    ASSERT_EQ(m_manager->generate_raw_file(unsigned(lines.size()), lines.data()), 0);
+    EXPECT_EQ(m_manager->raw_file_path(), directory.filePath("work/batches/kiopru_batch.raw").toStdString());
+    QFile file(QString::fromStdString(m_manager->raw_file_path()));
     ASSERT_TRUE(file.open(QIODevice::ReadOnly));
     const QString text = QString::fromUtf8(file.readAll());
     const QStringList records = text.split('\n', Qt::SkipEmptyParts).filter(QRegularExpression("^[^#]"));
@@ -145,14 +152,14 @@ TEST_F(RawFile, ReportsUnreadableCommandsAndUnwritableDirectories)
     QTemporaryDir directory;
     gen_set_setting("kiopru/work_dir", directory.path().toStdString());
     std::vector<std::string> bad = {"CMD @BR5-TV1-ES @Passive Serial @1.9 V @P30 2Gb 16-bits CFI flash @DCLK"};
-    EXPECT_EQ(m_manager.generate_raw_file(1, bad.data()), 2);
+    EXPECT_EQ(m_manager->generate_raw_file(1, bad.data()), 2);
     EXPECT_FALSE(QFile::exists(directory.filePath("kiopru_batch.raw")));
 
     QFile blocker(directory.filePath("file"));
     ASSERT_TRUE(blocker.open(QIODevice::WriteOnly));
     gen_set_setting("kiopru/work_dir", directory.filePath("file/below").toStdString());
     std::vector<std::string> good = {PS_CFI};
-    EXPECT_EQ(m_manager.generate_raw_file(1, good.data()), 1);
+    EXPECT_EQ(m_manager->generate_raw_file(1, good.data()), 1);
 }
 
 // ---- Test runs ---------------------------------------------------------------------------------
@@ -197,7 +204,7 @@ TEST_F(Execute, AWrongDeviceOnTheDutChainFails)
 {
     QJsonObject bench = with_value(default_bench_json(), {"cables", 1, "chain", 0, "name"}, "CD5-TV2-ES");
     bench = with_value(bench, {"cables", 1, "chain", 0, "idcode"}, "0x0B4750F3"); // within CD5-TV2-ES's ID mask
-    ASSERT_TRUE(load_bench(bench));
+    ASSERT_TRUE(use_bench(bench));
     bind_default_cables();
     const std::vector<TEST_RESULT> results = run({PS_CFI, CD5_PS});
     ASSERT_EQ(results.size(), 2u);
@@ -254,7 +261,7 @@ TEST_F(Execute, DeclaredFaultsGiveFailLines)
         {"DUT cable", {"cables", 1, "faults"}, {{"tdo_stuck", 1}}, "DUT JTAG hardware DUT-USB [1-2] cannot be started"},
     };
     for (const CASE& c : cases) {
-        ASSERT_TRUE(load_bench(with_value(default_bench_json(), c.path, c.faults)));
+        ASSERT_TRUE(use_bench(with_value(default_bench_json(), c.path, c.faults)));
         bind_default_cables();
         const std::vector<TEST_RESULT> results = run({PS_CFI, AS_INT100});
         ASSERT_EQ(results.size(), 2u) << c.what;
@@ -273,11 +280,11 @@ TEST_F(Execute, NeedsBothCables)
     EXPECT_EQ(results[0].verdict, "Test 1: BR5-TV1-ES, Passive Serial, 1.8 V, P30 2Gb 16-bits CFI flash, DCLK - Fail");
     EXPECT_EQ(results[0].details, std::vector<std::string>{"Test-bench JTAG hardware is not set"});
 
-    ASSERT_TRUE(m_manager.get_engine()->set_tji_hardware(false, handle_of(BENCH_CABLE_NAME)));
+    ASSERT_TRUE(m_manager->get_engine()->set_tji_hardware(false, handle(BENCH_CABLE_NAME)));
     results = run(lines);
     EXPECT_EQ(results[0].details, std::vector<std::string>{"DUT JTAG hardware is not set"});
 
-    ASSERT_TRUE(m_manager.get_engine()->set_tji_hardware(true, handle_of(LAB_CABLE_NAME)));
+    ASSERT_TRUE(m_manager->get_engine()->set_tji_hardware(true, handle(LAB_CABLE_NAME)));
     results = run(lines);
     EXPECT_TRUE(results[0].mentions("DUT chain holds no BR5-TV1-ES")) << "the lab cable holds other devices";
 

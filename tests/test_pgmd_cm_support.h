@@ -1,5 +1,5 @@
-// Benches for the chain manager's tests: the built-in bench, changed where a test needs it, and
-// loaded as the bench every engine drives.
+// Benches for the chain manager's tests: the built-in bench, changed where a test needs it, each
+// test's own.
 #pragma once
 
 #include "pgmd_cm.h"
@@ -41,18 +41,19 @@ inline QJsonObject with_value(const QJsonObject& root, const std::vector<BENCH_P
     return with_value(QJsonValue(root), path, value).toObject();
 }
 
-inline bool load_bench(const QJsonObject& root)
+// A bench of the test's own, from its document.
+inline std::shared_ptr<PGMD_CM_BENCH> bench_of(const QJsonObject& root)
 {
     std::string error;
-    const bool loaded = pgmd_cm_load_bench(QJsonDocument(root).toJson().toStdString(), &error);
-    EXPECT_TRUE(loaded) << error;
-    return loaded;
+    std::shared_ptr<PGMD_CM_BENCH> bench = pgmd_cm_bench_from_json(QJsonDocument(root).toJson().toStdString(), &error);
+    EXPECT_TRUE(bench) << error;
+    return bench;
 }
 
 // The hardware handle of a cable, as the hardware dialog gives it.
-inline unsigned handle_of(const std::string& cable)
+inline unsigned handle_of(PGMD_CM_BENCH& bench, const std::string& cable)
 {
-    const std::vector<std::string> names = pgmd_cm_list_hardware();
+    const std::vector<std::string> names = pgmd_cm_list_hardware(bench);
     const auto found = std::find(names.begin(), names.end(), cable);
     return found == names.end() ? 0 : unsigned(found - names.begin() + 1);
 }
@@ -61,12 +62,10 @@ const char* const BENCH_CABLE_NAME = "Bench-USB [1-1]";
 const char* const DUT_CABLE_NAME = "DUT-USB [1-2]";
 const char* const LAB_CABLE_NAME = "Lab-USB [1-3]";
 
-// Every test starts on a fresh built-in bench.
+// Every test starts on a fresh built-in bench of its own.
 class PGMD_CM_TEST : public ::testing::Test {
 protected:
-    void SetUp() override
-    {
-        std::string error;
-        ASSERT_TRUE(pgmd_cm_reload_bench(&error)) << error;
-    }
+    unsigned handle(const std::string& cable) { return handle_of(*m_bench, cable); }
+
+    std::shared_ptr<PGMD_CM_BENCH> m_bench = bench_of(default_bench_json());
 };

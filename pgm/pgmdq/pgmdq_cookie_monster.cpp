@@ -1,5 +1,5 @@
-// The Kiopru panel's logic: the option cascade, the expansion and validation of test cases, and
-// the steps of a run (processes, raw file, execution) with the list's editing and saving.
+// The Kiopru panel's logic: the option cascade, and the expansion, validation and grouping of
+// test cases.
 #include "pgmdq_msgs.h"
 
 #include "pgmdq_cookie_monster.h"
@@ -7,12 +7,7 @@
 #include "pgmdq_miscellaneous.h"
 #include "pgmdq_miscellaneous_files.h"
 
-#include "fio.h"
-#include "pgmd_cm.h"
-#include "tfcq.h"
-
 #include <QComboBox>
-#include <QListWidget>
 #include <QPushButton>
 
 #include <iterator>
@@ -51,11 +46,7 @@ const char* const INVALID_OPTION_FORMATS[] = {
     "frequency - %5 is invalid",
 };
 
-const Qt::GlobalColor CMD_LIST_COLORS[] = {Qt::darkYellow, Qt::blue, Qt::darkGreen, Qt::red};
-
 } // namespace
-
-const char* const PGMDQ_COOKIE_MONSTER::RESULT_DETAIL_PREFIX = "==========> ";
 
 bool PGMDQ_COOKIE_MONSTER::is_command_line(const QString& text)
 {
@@ -344,22 +335,6 @@ int PGMDQ_COOKIE_MONSTER::convert_enum_to_index(unsigned enumerator)
     return int(position);
 }
 
-// Commands and processes already in the list (or covered by a longer line) are not repeated;
-// results always are added.
-void PGMDQ_COOKIE_MONSTER::add_cmd(const QString& text, unsigned color)
-{
-    if (color <= PGMDQ_PROCESS_COLOR) {
-        for (int i = 0; i < m_cmd_widget->count(); ++i)
-            if (m_cmd_widget->item(i)->text().startsWith(text))
-                return;
-    }
-    if (color >= std::size(CMD_LIST_COLORS))
-        PGMDQ_INTERNAL_ERROR("Invalid color");
-    auto* item = new QListWidgetItem(text);
-    item->setForeground(QBrush(CMD_LIST_COLORS[color]));
-    m_cmd_widget->addItem(item);
-}
-
 void PGMDQ_COOKIE_MONSTER::enforce_valid_enum(unsigned value, unsigned count)
 {
     const unsigned enumerator = value;
@@ -526,73 +501,5 @@ QString* PGMDQ_COOKIE_MONSTER::reorganize_test_case(QList<QString>* cases, unsig
     }
     PGMDQ_ASSERT(added == count);
     return notes.release();
-}
-
-int PGMDQ_COOKIE_MONSTER::generate_raw_file()
-{
-    std::vector<std::string> lines = list_lines();
-    const unsigned count = unsigned(lines.size());
-    PGMDQ_ASSERT(count > 0);
-    return m_manager->generate_raw_file(count, lines.data());
-}
-
-// Lines after a verdict are its details and take its colour.
-bool PGMDQ_COOKIE_MONSTER::execute_test()
-{
-    std::vector<std::string> lines = list_lines();
-    const unsigned count = unsigned(lines.size());
-    PGMDQ_ASSERT(count > 0);
-    const std::vector<std::string> results = m_manager->execute_test(count, lines.data(), m_skip_flash);
-    unsigned color = PGMDQ_CMD_COLOR;
-    for (const std::string& result : results) {
-        const QString line = pgmdq_from_local8(result);
-        const bool passed = result.find(PGMD_PASS_INDICATOR) != std::string::npos;
-        if (passed || result.find(PGMD_FAIL_INDICATOR) != std::string::npos) {
-            color = passed ? PGMDQ_PASS_RESULT_COLOR : PGMDQ_FAIL_RESULT_COLOR;
-            add_cmd(line, color);
-            m_results.push_back({line, passed, {}});
-        } else {
-            PGMDQ_ASSERT(color == PGMDQ_PASS_RESULT_COLOR || color == PGMDQ_FAIL_RESULT_COLOR);
-            add_cmd(RESULT_DETAIL_PREFIX + line, color);
-            m_results.back().details << line;
-        }
-    }
-    show_result_counts();
-    return true;
-}
-
-void PGMDQ_COOKIE_MONSTER::on_delete_test()
-{
-    const QList<QListWidgetItem*> items = m_cmd_widget->selectedItems();
-    PGMDQ_ASSERT(items.size() > 0);
-    for (QListWidgetItem* item : items) {
-        PGMDQ_ASSERT(item != NULL);
-        delete_item(m_cmd_widget->row(item));
-    }
-    bool has_command = false;
-    for (int i = 0; i < m_cmd_widget->count() && !has_command; ++i) {
-        PGMDQ_ASSERT(m_cmd_widget->item(i) != NULL);
-        has_command = is_command_line(m_cmd_widget->item(i)->text());
-    }
-    m_run_button->setEnabled(has_command && m_hardware_flags == BOTH_HARDWARE_FLAGS);
-    m_save_msg_button->setEnabled(m_cmd_widget->count() > 0);
-}
-
-// The saved batch is the plain text of the list, one line each.
-void PGMDQ_COOKIE_MONSTER::on_save_msg()
-{
-    TFCQ_FILE_DLG dialog(nullptr, TFCQ_FILE_DLG::SAVE_FILE, tr("Save Message"), tr("Text Files (*.txt)"));
-    if (dialog.exec() != QDialog::Accepted)
-        return;
-    const QStringList selected_files = dialog.selected_files();
-    PGMDQ_ASSERT(!selected_files.isEmpty());
-    FIO_PATH path(pgmdq_local8(selected_files.first()));
-    path.extension(".txt");
-
-    QByteArray text;
-    for (const std::string& line : list_lines())
-        text += QByteArray::fromStdString(line) + '\n';
-    // A failed save is told, and leaves the previous file whole: the batch is the user's work.
-    pgmdq_save_file(path.fullpath(), text);
 }
 

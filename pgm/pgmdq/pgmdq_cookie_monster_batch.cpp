@@ -36,7 +36,8 @@ private:
     const VALUE*& m_slot;
 };
 
-PGMDQ_JUNIT_CASE test_case(const QString& command, const PGMDQ_COOKIE_MONSTER::TEST_RESULT* result, bool engine_skipped)
+PGMDQ_JUNIT_CASE test_case(const QString& command, const PGMDQ_COOKIE_MONSTER_MODEL::RESULT* result,
+                           bool engine_skipped)
 {
     PGMDQ_JUNIT_CASE test;
     test.name = pgmdq_local8(command);
@@ -64,9 +65,9 @@ std::string problem_text(const std::string& path, const PGMDQ_COOKIE_MONSTER::BA
 // Processes and results of an earlier run are kept in a saved batch too; a new run makes its own.
 bool PGMDQ_COOKIE_MONSTER::is_run_output(const QString& text)
 {
-    return text.startsWith(pgmdq_from_local8(PGMD_CM_PROCESS_STRING)) || text.startsWith(RESULT_DETAIL_PREFIX) ||
-           text.contains(pgmdq_from_local8(PGMD_PASS_INDICATOR)) ||
-           text.contains(pgmdq_from_local8(PGMD_FAIL_INDICATOR));
+    return text.startsWith(pgmdq_from_local8(PGMD_CM_PROCESS_STRING)) ||
+           text.startsWith(PGMDQ_COOKIE_MONSTER_MODEL::DETAIL_PREFIX) ||
+           text.contains(pgmdq_from_local8(PGMD_PASS_INDICATOR)) || text.contains(pgmdq_from_local8(PGMD_FAIL_INDICATOR));
 }
 
 void PGMDQ_COOKIE_MONSTER::on_load_batch()
@@ -127,19 +128,21 @@ PGMDQ_JUNIT_SUITE PGMDQ_COOKIE_MONSTER::run_unattended(bool skip_flash, bool ski
     PGMDQ_JUNIT_SUITE suite;
     suite.name = suite_name;
     suite.seconds = timer.elapsed() / 1000.0;
-    const QStringList commands = command_lines();
+    const QStringList commands = m_batch.commands();
+    const std::vector<PGMDQ_COOKIE_MONSTER_MODEL::RESULT> results = m_batch.results();
     for (int i = 0; i < commands.size(); ++i)
         suite.cases.push_back(
-            test_case(commands[i], size_t(i) < m_results.size() ? &m_results[size_t(i)] : nullptr, m_skip_engine));
+            test_case(commands[i], size_t(i) < results.size() ? &results[size_t(i)] : nullptr, m_skip_engine));
     return suite;
 }
 
 namespace {
 
-// The cable the bench knows by this name, bound as the "..." button binds the one chosen.
-bool bind_cable(PGMDQ_COOKIE_MONSTER& panel, bool dut, const std::string& name, std::string* error)
+// The cable the panel's bench knows by this name, bound as the "..." button binds the one chosen.
+bool bind_cable(PGMDQ_COOKIE_MONSTER& panel, PGMD_CM_BENCH& bench, bool dut, const std::string& name,
+                std::string* error)
 {
-    const std::vector<std::string> cables = pgmd_cm_list_hardware();
+    const std::vector<std::string> cables = pgmd_cm_list_hardware(bench);
     const auto cable = std::find(cables.begin(), cables.end(), name);
     if (cable == cables.end()) {
         std::string known;
@@ -165,16 +168,17 @@ void post_progress(const std::string& text)
 bool pgmdq_kiopru_run(const TTCL_ARGS& args, PGMDQ_TCL_RESULT* result, std::string* error)
 {
     const std::string& batch = args.value(PGMDQ_TCL_OPTION_BATCH);
-    PGMDQ_COOKIE_MONSTER panel;
+    const std::shared_ptr<PGMD_CM_BENCH> site = pgmd_cm_site_bench();
+    PGMDQ_COOKIE_MONSTER panel(site);
     std::vector<PGMDQ_COOKIE_MONSTER::BATCH_LINE_PROBLEM> problems;
-    if (!bind_cable(panel, false, args.value(PGMDQ_TCL_OPTION_BENCH_CABLE), error) ||
-        !bind_cable(panel, true, args.value(PGMDQ_TCL_OPTION_DUT_CABLE), error))
+    if (!bind_cable(panel, *site, false, args.value(PGMDQ_TCL_OPTION_BENCH_CABLE), error) ||
+        !bind_cable(panel, *site, true, args.value(PGMDQ_TCL_OPTION_DUT_CABLE), error))
         return false;
-    if (!panel.load_batch(batch, &problems) || panel.command_lines().isEmpty()) {
+    if (!panel.load_batch(batch, &problems) || panel.batch().commands().isEmpty()) {
         *error = "the batch file \"" + batch + "\" holds no test command to run";
         return false;
     }
-    post_progress(batch + ": " + std::to_string(panel.command_lines().size()) + " test command(s) to run");
+    post_progress(batch + ": " + std::to_string(panel.batch().commands().size()) + " test command(s) to run");
     PGMDQ_JUNIT_SUITE suite =
         panel.run_unattended(args.is_set(PGMDQ_TCL_OPTION_SKIP_FLASH), args.is_set(PGMDQ_TCL_OPTION_SKIP_ENGINE),
                              "kiopru." + pgmdq_local8(QFileInfo(pgmdq_from_local8(batch)).completeBaseName()));
@@ -187,7 +191,7 @@ bool pgmdq_kiopru_run(const TTCL_ARGS& args, PGMDQ_TCL_RESULT* result, std::stri
     for (const PGMDQ_JUNIT_CASE& test : suite.cases)
         if (test.outcome != PGMDQ_JUNIT_CASE::SKIPPED)
             post_progress(test.lines.empty() ? test.name + ": " + test.message : test.lines.front());
-    const std::vector<std::string> lines = panel.list_lines();
+    const std::vector<std::string> lines = panel.batch().shown_texts();
     result->log.insert(result->log.end(), lines.begin(), lines.end());
     result->suites.push_back(suite);
     return true;

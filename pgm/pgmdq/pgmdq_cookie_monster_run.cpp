@@ -1,4 +1,4 @@
-// The Kiopru panel's run: the list reduced to its commands, the processes confirmed in the
+// The Kiopru panel's run: the batch reduced to its commands, the processes confirmed in the
 // process dialog (or answered for an unattended run), the raw file and the execution under the
 // busy dialog, and the counts of its verdicts.
 #include "pgmdq_msgs.h"
@@ -12,46 +12,20 @@
 #include "tfcq.h"
 
 #include <QLabel>
-#include <QListWidget>
-#include <QPushButton>
 
 #include <algorithm>
 #include <memory>
 
-std::vector<std::string> PGMDQ_COOKIE_MONSTER::list_lines() const
-{
-    std::vector<std::string> lines;
-    for (int i = 0; i < m_cmd_widget->count(); ++i)
-        lines.push_back(pgmdq_local8(m_cmd_widget->item(i)->text()));
-    return lines;
-}
-
-QStringList PGMDQ_COOKIE_MONSTER::command_lines() const
-{
-    QStringList commands;
-    for (int i = 0; i < m_cmd_widget->count(); ++i)
-        if (is_command_line(m_cmd_widget->item(i)->text()))
-            commands << m_cmd_widget->item(i)->text();
-    return commands;
-}
-
-void PGMDQ_COOKIE_MONSTER::delete_item(int row)
-{
-    m_cmd_widget->removeItemWidget(m_cmd_widget->item(row));
-    delete m_cmd_widget->takeItem(row);
-}
-
 // Only the commands stay; the generator may reorder them, and repeats collapse on the way back.
 void PGMDQ_COOKIE_MONSTER::optimize_test_case()
 {
-    for (int row = m_cmd_widget->count() - 1; row >= 0; --row)
-        if (!is_command_line(m_cmd_widget->item(row)->text()))
+    for (int row = m_batch.count() - 1; row >= 0; --row)
+        if (m_batch.line(row).kind != PGMDQ_COOKIE_MONSTER_MODEL::COMMAND)
             delete_item(row);
-    m_results.clear();
     m_result_counts_label->clear();
-    std::vector<std::string> lines = list_lines();
+    std::vector<std::string> lines = m_batch.shown_texts();
     const unsigned count = unsigned(lines.size());
-    m_cmd_widget->clear();
+    clear_lines();
     const std::unique_ptr<std::string[]> optimized(m_manager->get_generator()->optimize_test_case(count, lines.data()));
     for (unsigned i = 0; i < count; ++i)
         add_cmd(pgmdq_from_local8(optimized[i]), PGMDQ_CMD_COLOR);
@@ -72,7 +46,7 @@ void PGMDQ_COOKIE_MONSTER::on_run_test()
 // reports the empty batch.
 bool PGMDQ_COOKIE_MONSTER::determine_process(bool silent)
 {
-    std::vector<std::string> lines = list_lines();
+    std::vector<std::string> lines = m_batch.shown_texts();
     std::vector<std::string> processes =
         m_manager->get_generator()->determine_process(unsigned(lines.size()), lines.data());
     m_skip_flash = false;
@@ -104,16 +78,43 @@ int PGMDQ_COOKIE_MONSTER::exec_process_dialog(PGMDQ_PROCESS_DLG& dialog)
     return dialog.result();
 }
 
-void PGMDQ_COOKIE_MONSTER::show_result_counts()
+int PGMDQ_COOKIE_MONSTER::generate_raw_file()
 {
-    const auto passed =
-        std::count_if(m_results.begin(), m_results.end(), [](const TEST_RESULT& r) { return r.passed; });
-    m_result_counts_label->setText(tr("%1 passed, %2 failed").arg(passed).arg(qint64(m_results.size()) - passed));
+    std::vector<std::string> lines = m_batch.shown_texts();
+    const unsigned count = unsigned(lines.size());
+    PGMDQ_ASSERT(count > 0);
+    return m_manager->generate_raw_file(count, lines.data());
 }
 
-void PGMDQ_COOKIE_MONSTER::on_list_change()
+// Lines after a verdict are its details and take its colour.
+bool PGMDQ_COOKIE_MONSTER::execute_test()
 {
-    m_delete_button->setEnabled(!m_cmd_widget->selectedItems().isEmpty());
+    std::vector<std::string> lines = m_batch.shown_texts();
+    const unsigned count = unsigned(lines.size());
+    PGMDQ_ASSERT(count > 0);
+    const std::vector<std::string> results = m_manager->execute_test(count, lines.data(), m_skip_flash);
+    unsigned color = PGMDQ_CMD_COLOR;
+    for (const std::string& result : results) {
+        const QString line = pgmdq_from_local8(result);
+        const bool passed = result.find(PGMD_PASS_INDICATOR) != std::string::npos;
+        if (passed || result.find(PGMD_FAIL_INDICATOR) != std::string::npos) {
+            color = passed ? PGMDQ_PASS_RESULT_COLOR : PGMDQ_FAIL_RESULT_COLOR;
+            add_cmd(line, color);
+        } else {
+            PGMDQ_ASSERT(color == PGMDQ_PASS_RESULT_COLOR || color == PGMDQ_FAIL_RESULT_COLOR);
+            append_line({PGMDQ_COOKIE_MONSTER_MODEL::DETAIL, line, color});
+        }
+    }
+    show_result_counts();
+    return true;
+}
+
+void PGMDQ_COOKIE_MONSTER::show_result_counts()
+{
+    const std::vector<PGMDQ_COOKIE_MONSTER_MODEL::RESULT> results = m_batch.results();
+    const auto passed = std::count_if(results.begin(), results.end(),
+                                      [](const PGMDQ_COOKIE_MONSTER_MODEL::RESULT& result) { return result.passed; });
+    m_result_counts_label->setText(tr("%1 passed, %2 failed").arg(passed).arg(qint64(results.size()) - passed));
 }
 
 int PGMDQ_COOKIE_MONSTER::determine_hardware()

@@ -62,7 +62,9 @@ QHBoxLayout* new_row(std::initializer_list<QWidget*> widgets_before_stretch,
 
 } // namespace
 
-PGMDQ_COOKIE_MONSTER::PGMDQ_COOKIE_MONSTER(QWidget* parent)
+PGMDQ_COOKIE_MONSTER::PGMDQ_COOKIE_MONSTER(QWidget* parent) : PGMDQ_COOKIE_MONSTER(pgmd_cm_site_bench(), parent) {}
+
+PGMDQ_COOKIE_MONSTER::PGMDQ_COOKIE_MONSTER(std::shared_ptr<PGMD_CM_BENCH> bench, QWidget* parent)
     : QWidget(parent),
       m_dut_combo(nullptr),
       m_claim_button(nullptr),
@@ -97,7 +99,7 @@ PGMDQ_COOKIE_MONSTER::PGMDQ_COOKIE_MONSTER(QWidget* parent)
       m_skip_engine(false),
       m_process_answer(nullptr)
 {
-    m_manager = new PGMD_CM_MANAGER();
+    m_manager = new PGMD_CM_MANAGER(std::move(bench));
     create_layout();
     on_dut_change(0);
     connect_controls();
@@ -302,6 +304,6 @@ bool PGMDQ_COOKIE_MONSTER::set_hardware(bool dut, unsigned hardware)
         m_hardware_flags &= std::uint8_t(~flag);
     }
     (dut ? m_dut_jtag_edit : m_cookie_jtag_edit)->setText(tr(name.c_str()));
-    m_run_button->setEnabled(m_cmd_widget->count() > 0 && m_hardware_flags == BOTH_HARDWARE_FLAGS);
+    m_run_button->setEnabled(m_batch.count() > 0 && m_hardware_flags == BOTH_HARDWARE_FLAGS);
     return bound;
 }

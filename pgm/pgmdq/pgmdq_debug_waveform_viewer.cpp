@@ -109,7 +109,7 @@ PGMDQ_DEBUG_WAVEFORM_VIEWER::PGMDQ_DEBUG_WAVEFORM_VIEWER(QWidget* parent) : QWid
     layout->addWidget(waveform_box);
     setMinimumWidth(600);
 
-    m_engine = std::make_unique<PGMD_CM_ENGINE>();
+    m_engine = std::make_unique<PGMD_CM_ENGINE>(pgmd_cm_site_bench());
 
     connect(m_setup_button, &QPushButton::clicked, this, &PGMDQ_DEBUG_WAVEFORM_VIEWER::on_hardware);
     connect(m_scan_button, &QPushButton::clicked, this, &PGMDQ_DEBUG_WAVEFORM_VIEWER::on_device);

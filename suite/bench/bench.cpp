@@ -41,6 +41,15 @@ bool BENCH_CABLE::clock(bool tms, bool tdi, bool* tdo)
     return ok;
 }
 
+bool BENCH_CABLE::reset()
+{
+    bool ok = true;
+    bool tdo = false;
+    for (int i = 0; i < 5; ++i)
+        ok = clock(true, false, &tdo) && ok;
+    return ok;
+}
+
 void BENCH::add_cable(std::unique_ptr<BENCH_CABLE> cable)
 {
     m_cables.push_back(std::move(cable));

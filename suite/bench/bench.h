@@ -27,6 +27,8 @@
 
 #include "bench_device.h"
 
+#include "pgmd_cm_jtag_adapter.h"
+
 #include <memory>
 #include <string>
 #include <vector>
@@ -37,25 +39,23 @@ struct BENCH_CABLE_FAULTS {
     int tdo_stuck = -1; // -1: TDO works; 0 or 1: the level every scan reads
 };
 
-class BENCH_CABLE {
+// A cable of the bench: one implementation of the chain manager's JTAG adapter.
+class BENCH_CABLE : public PGMD_CM_JTAG_ADAPTER {
 public:
     BENCH_CABLE(std::string name, BENCH_CABLE_FAULTS faults);
 
-    const std::string& name() const { return m_name; }
+    const std::string& name() const override { return m_name; }
     void add_device(std::unique_ptr<BENCH_DEVICE> device);
     size_t device_count() const { return m_devices.size(); }
     BENCH_DEVICE& device(size_t index) { return *m_devices[index]; } // 0 = nearest TDI
 
-    // Whether the cable answers when the software opens it.
-    bool can_open() const { return !m_faults.refuse_open; }
-    // Exclusive use of the cable by one owner; false when refused or held by another owner.
-    bool lock(const void* owner);
-    void unlock(const void* owner);
-    const void* lock_owner() const { return m_lock_owner; }
-
-    // One TCK cycle: TMS and TDI are driven, TDO is sampled before the rising edge. False when a
-    // device failed the transfer.
-    bool clock(bool tms, bool tdi, bool* tdo);
+    bool open() override { return !m_faults.refuse_open; }
+    bool lock(const void* owner) override;
+    void unlock(const void* owner) override;
+    const void* lock_owner() const override { return m_lock_owner; }
+    bool clock(bool tms, bool tdi, bool* tdo) override;
+    // The cable has no TRST: five TCK cycles with TMS high.
+    bool reset() override;
 
 private:
     std::string m_name;

@@ -9,20 +9,9 @@ using namespace BENCH_PROTOCOL;
 
 namespace {
 
-struct SCHEME {
-    const char* key;
-    uint32_t msel;
-    bool active;
-};
-
-const SCHEME SCHEMES[] = {
-    {"ps", MSEL_PS, false},         {"fppx8", MSEL_FPP_X8, false}, {"fppx16", MSEL_FPP_X16, false},
-    {"fppx32", MSEL_FPP_X32, false}, {"asx1", MSEL_AS_X1, true},    {"asx4", MSEL_AS_X4, true},
-};
-
-const SCHEME* scheme_of_msel(uint32_t msel)
+const SCHEME_CODE* scheme_of_msel(uint32_t msel)
 {
-    for (const SCHEME& scheme : SCHEMES)
+    for (const SCHEME_CODE& scheme : SCHEME_CODES)
         if (scheme.msel == msel)
             return &scheme;
     return nullptr;
@@ -71,7 +60,7 @@ bool bench_parse_fail_step(const std::string& name, BENCH_FAIL_STEP* step)
 
 bool bench_scheme_msel(const std::string& key, uint32_t* msel)
 {
-    for (const SCHEME& scheme : SCHEMES)
+    for (const SCHEME_CODE& scheme : SCHEME_CODES)
         if (key == scheme.key) {
             *msel = scheme.msel;
             return true;
@@ -102,7 +91,7 @@ uint32_t BENCH_DUT_CONFIG::check(const BENCH_CONFIG_INPUTS& inputs) const
 {
     if (inputs.vccpgm_mv == 0)
         return CONFIG_NO_POWER;
-    const SCHEME* scheme = scheme_of_msel(inputs.msel);
+    const SCHEME_CODE* scheme = scheme_of_msel(inputs.msel);
     if (!scheme || !contains(m_capability.msel, inputs.msel))
         return CONFIG_MSEL;
     if (!supply_accepted(scheme->active ? m_capability.active_mv : m_capability.passive_mv, inputs.vccpgm_mv))

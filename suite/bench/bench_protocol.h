@@ -129,6 +129,18 @@ constexpr uint32_t MSEL_FPP_X32 = 0x1A;
 constexpr uint32_t MSEL_AS_X1 = 0x12;
 constexpr uint32_t MSEL_AS_X4 = 0x13;
 
+// The schemes as bench files, raw files and commands key them: the MSEL code, and whether the DUT
+// masters its own configuration from a serial device (active) or is fed by the bench (passive).
+struct SCHEME_CODE {
+    const char* key;
+    uint32_t msel;
+    bool active;
+};
+constexpr SCHEME_CODE SCHEME_CODES[] = {
+    {"ps", MSEL_PS, false},          {"fppx8", MSEL_FPP_X8, false}, {"fppx16", MSEL_FPP_X16, false},
+    {"fppx32", MSEL_FPP_X32, false}, {"asx1", MSEL_AS_X1, true},    {"asx4", MSEL_AS_X4, true},
+};
+
 // Memory slots of the bench; slots 1 to 6 feed the controller's parallel flash loader (passive
 // schemes), slot 7 is the active serial configuration device.
 enum MEMORY_SLOT : uint32_t {

@@ -2,15 +2,34 @@
 // test-case generator (PGMD_CM_GENERATOR) and the test manager that writes a batch's raw file and
 // runs its tests on the bench (PGMD_CM_MANAGER).
 //
-// Cables are named by a hardware handle: the 1-based position of the cable in the bench's list
-// (pgmd_cm_list_hardware), 0 for none. Devices on a chain are numbered from the TDI end: device
-// index 0 is "@1". Every engine operation becomes instruction and data shifts through the cable;
-// the devices' debug IP and test hardware are reached through their virtual-instruction hub.
+// An engine drives the JTAG adapters of the bench its creator gives it (PGMD_CM_BENCH): the
+// site's bench for the panels, a bench of their own for tests. Cables are named by a hardware
+// handle: the 1-based position of the cable in its bench's list (pgmd_cm_list_hardware), 0 for
+// none. Devices on a chain are numbered from the TDI end: device index 0 is "@1". Every engine
+// operation becomes instruction and data shifts through the adapter; the devices' debug IP and
+// test hardware are reached through their virtual-instruction hub.
 #pragma once
 
+#include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <string>
 #include <vector>
+
+class PGMD_CM_JTAG_ADAPTER;
+
+// The JTAG hardware engines reach: adapters in handle order and the descriptions of the parts
+// on their chains. Engines on one bench share its adapters, their locks and the devices' state.
+class PGMD_CM_BENCH {
+public:
+    virtual ~PGMD_CM_BENCH() = default;
+    virtual size_t adapter_count() const = 0;
+    // Null past the end. Holding it keeps the adapter usable for an operation even when the
+    // bench's hardware is replaced meanwhile.
+    virtual std::shared_ptr<PGMD_CM_JTAG_ADAPTER> adapter(size_t index) = 0;
+    // The part name the bench's device descriptions give this IDCODE; "" when unknown.
+    virtual std::string part_name(uint32_t idcode) const = 0;
+};
 
 enum PGMD_CM_SCAN_ERROR { PGMD_CM_SCAN_ERROR_NONE = 0, PGMD_CM_SCAN_ERROR_NO_HARDWARE, PGMD_CM_SCAN_ERROR_CHAIN };
 
@@ -21,7 +40,7 @@ struct PGMD_CM_DEVICE {
 
 class PGMD_CM_ENGINE {
 public:
-    PGMD_CM_ENGINE();
+    explicit PGMD_CM_ENGINE(std::shared_ptr<PGMD_CM_BENCH> bench);
     ~PGMD_CM_ENGINE();
     PGMD_CM_ENGINE(const PGMD_CM_ENGINE&) = delete;
     PGMD_CM_ENGINE& operator=(const PGMD_CM_ENGINE&) = delete;
@@ -76,6 +95,8 @@ public:
 
 class PGMD_CM_MANAGER {
 public:
+    explicit PGMD_CM_MANAGER(std::shared_ptr<PGMD_CM_BENCH> bench) : m_engine(std::move(bench)) {}
+
     PGMD_CM_GENERATOR m_generator;
     PGMD_CM_ENGINE m_engine;
 
@@ -95,14 +116,20 @@ private:
 };
 
 // For the hardware dialog: the bench's cables in handle order (handle = index + 1).
-std::vector<std::string> pgmd_cm_list_hardware();
+std::vector<std::string> pgmd_cm_list_hardware(PGMD_CM_BENCH& bench);
 
-// The bench behind the engines (a JSON document, format in suite/bench/bench.h). It is the
-// built-in bench unless the setting "bench/file" names a bench file; loading replaces the bench
-// and its state (memories, traces, locks) for every engine. False with the reason in *error when
-// the text is not a valid bench.
-bool pgmd_cm_load_bench(const std::string& json_text, std::string* error);
+// A bench of simulated hardware from its JSON document (format in suite/bench/bench.h); null with
+// the reason in *error when the text is not a valid bench.
+std::shared_ptr<PGMD_CM_BENCH> pgmd_cm_bench_from_json(const std::string& json_text, std::string* error);
 // The built-in bench's text, for describing a changed bench.
 std::string pgmd_cm_default_bench();
+
+// The site's bench, which the panels give the engines they create: the bench file the setting
+// "bench/file" names, or the built-in bench, read on first use. Every caller gets the same bench.
+std::shared_ptr<PGMD_CM_BENCH> pgmd_cm_site_bench();
+// Other hardware at the site, as if it were plugged in: the site's bench (and so every engine
+// given it) now holds this bench, in its power-up state. False, and the bench unchanged, with the
+// reason in *error when the text is not a valid bench.
+bool pgmd_cm_load_bench(const std::string& json_text, std::string* error);
 // Back to the bench the settings name (or the built-in one), in its power-up state.
 bool pgmd_cm_reload_bench(std::string* error);

@@ -9,45 +9,43 @@ const char* const PGMD_CM_PROCESS_KEYWORD = "PROCESS";
 
 namespace {
 
-const PGMD_CM_DUT_ENTRY DUTS[] = {
-    {"BR5-TV1-ES", "br5tv1", 0x0B4150F3, 0xFFFFFFFF},
-    {"CD5-TV2-ES", "cd5tv2", 0x0B4250F3, 0xFFFAFFFF},
-    {"DN5-TV3-ES", "dn5tv3", 0x0B4350F3, 0xFFFAFFFF},
-};
-
-const PGMD_CM_SCHEME_ENTRY SCHEMES[] = {
-    {"Passive Serial", "ps", MSEL_PS, false},
-    {"Fast Passive Parallel x8", "fppx8", MSEL_FPP_X8, false},
-    {"Fast Passive Parallel x16", "fppx16", MSEL_FPP_X16, false},
-    {"Fast Passive Parallel x32", "fppx32", MSEL_FPP_X32, false},
-    {"Active Serial", "asx1", MSEL_AS_X1, true},
-    {"Active Serial x4", "asx4", MSEL_AS_X4, true},
-};
-
-const PGMD_CM_OPTION_ENTRY VCCPGMS[] = {
-    {"1.8 V", "1_8v", 1800},
-    {"2.5 V", "2_5v", 2500},
-    {"3.0 V", "3_0v", 3000},
-    {"3.3 V", "3_3v", 3300},
-};
-
-const PGMD_CM_OPTION_ENTRY MEMORIES[] = {
-    {"P30 2Gb 16-bits CFI flash", "cfi1", MEMORY_CFI1},
-    {"2 x P30 2Gb 16-bits CFI flash", "cfi2", MEMORY_CFI2},
-    {"Micron QSPI 256Mb", "qspi1", MEMORY_QSPI1},
-    {"2 x Micron QSPI 256Mb", "qspi2", MEMORY_QSPI2},
-    {"4 x Micron QSPI 256Mb", "qspi3", MEMORY_QSPI4},
-    {"Micron 1Gb 16-bits NAND flash", "nand1", MEMORY_NAND1},
-    {"CFGQ", "cfgq1", MEMORY_ACTIVE_SERIAL},
-};
-
-const PGMD_CM_OPTION_ENTRY CLOCKS[] = {
-    {"Internal 12.5 Mhz", "int12_5", CLOCK_INT_12_5},
-    {"Internal 25.0 Mhz", "int25", CLOCK_INT_25},
-    {"Internal 50.0 Mhz", "int50", CLOCK_INT_50},
-    {"Internal 100.0 Mhz", "int100", CLOCK_INT_100},
-    {"External CLKUSR", "ext", CLOCK_CLKUSR},
-    {"DCLK", "dclk", CLOCK_DCLK},
+const PGMD_CM_CATALOGUE CATALOGUE = {
+    {
+        {"BR5-TV1-ES", "br5tv1", 0x0B4150F3, 0xFFFFFFFF},
+        {"CD5-TV2-ES", "cd5tv2", 0x0B4250F3, 0xFFFAFFFF},
+        {"DN5-TV3-ES", "dn5tv3", 0x0B4350F3, 0xFFFAFFFF},
+    },
+    {
+        {SCHEME_CODES[0], "Passive Serial"},
+        {SCHEME_CODES[1], "Fast Passive Parallel x8"},
+        {SCHEME_CODES[2], "Fast Passive Parallel x16"},
+        {SCHEME_CODES[3], "Fast Passive Parallel x32"},
+        {SCHEME_CODES[4], "Active Serial"},
+        {SCHEME_CODES[5], "Active Serial x4"},
+    },
+    {
+        {"1.8 V", "1_8v", 1800},
+        {"2.5 V", "2_5v", 2500},
+        {"3.0 V", "3_0v", 3000},
+        {"3.3 V", "3_3v", 3300},
+    },
+    {
+        {"P30 2Gb 16-bits CFI flash", "cfi1", MEMORY_CFI1},
+        {"2 x P30 2Gb 16-bits CFI flash", "cfi2", MEMORY_CFI2},
+        {"Micron QSPI 256Mb", "qspi1", MEMORY_QSPI1},
+        {"2 x Micron QSPI 256Mb", "qspi2", MEMORY_QSPI2},
+        {"4 x Micron QSPI 256Mb", "qspi3", MEMORY_QSPI4},
+        {"Micron 1Gb 16-bits NAND flash", "nand1", MEMORY_NAND1},
+        {"CFGQ", "cfgq1", MEMORY_ACTIVE_SERIAL},
+    },
+    {
+        {"Internal 12.5 Mhz", "int12_5", CLOCK_INT_12_5},
+        {"Internal 25.0 Mhz", "int25", CLOCK_INT_25},
+        {"Internal 50.0 Mhz", "int50", CLOCK_INT_50},
+        {"Internal 100.0 Mhz", "int100", CLOCK_INT_100},
+        {"External CLKUSR", "ext", CLOCK_CLKUSR},
+        {"DCLK", "dclk", CLOCK_DCLK},
+    },
 };
 
 const char* const GEN_SOF = "Generate SOF";
@@ -56,10 +54,10 @@ const char* const GEN_PFL_POF = "Generate PFL POF";
 const char* const GEN_JIC = "Generate JIC";
 
 // The entry of `table` whose display name is `name`, and its position.
-template <class ENTRY, size_t N>
-const ENTRY* find_by_name(const ENTRY (&table)[N], const std::string& name, unsigned* position)
+template <class ENTRY>
+const ENTRY* find_by_name(const std::vector<ENTRY>& table, const std::string& name, unsigned* position)
 {
-    for (size_t i = 0; i < N; ++i)
+    for (size_t i = 0; i < table.size(); ++i)
         if (name == table[i].name) {
             *position = unsigned(i);
             return &table[i];
@@ -88,6 +86,11 @@ std::vector<std::string> command_fields(const std::string& line)
 
 } // namespace
 
+const PGMD_CM_CATALOGUE& pgmd_cm_catalogue()
+{
+    return CATALOGUE;
+}
+
 bool pgmd_cm_is_command(const std::string& line)
 {
     return starts_with(line, PGMD_CM_COMMAND_KEYWORD);
@@ -109,11 +112,11 @@ bool pgmd_cm_parse_command(const std::string& line, PGMD_CM_TEST_CASE* test, std
         bool found;
         const char* what;
     };
-    test->dut = find_by_name(DUTS, fields[0], &test->order[0]);
-    test->scheme = find_by_name(SCHEMES, fields[1], &test->order[1]);
-    test->vccpgm = find_by_name(VCCPGMS, fields[2], &test->order[2]);
-    test->memory = find_by_name(MEMORIES, fields[3], &test->order[3]);
-    test->clock = find_by_name(CLOCKS, fields[4], &test->order[4]);
+    test->dut = find_by_name(CATALOGUE.duts, fields[0], &test->order[0]);
+    test->scheme = find_by_name(CATALOGUE.schemes, fields[1], &test->order[1]);
+    test->vccpgm = find_by_name(CATALOGUE.vccpgms, fields[2], &test->order[2]);
+    test->memory = find_by_name(CATALOGUE.memories, fields[3], &test->order[3]);
+    test->clock = find_by_name(CATALOGUE.clocks, fields[4], &test->order[4]);
     const FIELD_CHECK checks[] = {{test->dut != nullptr, "DUT"},          {test->scheme != nullptr, "configuration scheme"},
                                   {test->vccpgm != nullptr, "VCCPGM"},    {test->memory != nullptr, "memory storage"},
                                   {test->clock != nullptr, "configuration clock"}};
@@ -158,10 +161,10 @@ std::vector<std::string> pgmd_cm_required_processes(bool active)
 // An exact IDCODE first: the masks of the DUTs overlap (one DUT's mask accepts another's code).
 const PGMD_CM_DUT_ENTRY* pgmd_cm_find_dut_by_idcode(uint32_t idcode)
 {
-    for (const PGMD_CM_DUT_ENTRY& dut : DUTS)
+    for (const PGMD_CM_DUT_ENTRY& dut : CATALOGUE.duts)
         if (idcode == dut.idcode)
             return &dut;
-    for (const PGMD_CM_DUT_ENTRY& dut : DUTS)
+    for (const PGMD_CM_DUT_ENTRY& dut : CATALOGUE.duts)
         if ((idcode & dut.mask) == (dut.idcode & dut.mask))
             return &dut;
     return nullptr;

@@ -1,7 +1,10 @@
 // The chain manager's own knowledge of the test options: the DUTs it can test (display name,
 // JTAG ID code and the mask of compared bits), and for every scheme, supply, memory and clock
 // display name the setting it makes on the bench. Command lines and process lines are read here.
+// The panels that write the commands keep tables of their own; tests hold the two side by side.
 #pragma once
+
+#include "bench_protocol.h"
 
 #include <cstdint>
 #include <string>
@@ -14,11 +17,9 @@ struct PGMD_CM_DUT_ENTRY {
     uint32_t mask;
 };
 
-struct PGMD_CM_SCHEME_ENTRY {
+// A scheme's key, MSEL code and class are the DUT family's; the catalogue gives it its name.
+struct PGMD_CM_SCHEME_ENTRY : BENCH_PROTOCOL::SCHEME_CODE {
     const char* name;
-    const char* key;
-    uint32_t msel;
-    bool active;
 };
 
 // A supply (code in millivolts), memory (code: slot) or clock (code: source) option.
@@ -27,6 +28,16 @@ struct PGMD_CM_OPTION_ENTRY {
     const char* key;
     uint32_t code;
 };
+
+// The catalogue's lists, each in the order the chain manager groups tests by.
+struct PGMD_CM_CATALOGUE {
+    std::vector<PGMD_CM_DUT_ENTRY> duts;
+    std::vector<PGMD_CM_SCHEME_ENTRY> schemes;
+    std::vector<PGMD_CM_OPTION_ENTRY> vccpgms;
+    std::vector<PGMD_CM_OPTION_ENTRY> memories;
+    std::vector<PGMD_CM_OPTION_ENTRY> clocks;
+};
+const PGMD_CM_CATALOGUE& pgmd_cm_catalogue();
 
 // One test of a batch: "CMD @<DUT> @<scheme> @<VCCPGM> @<memory> @<clock>".
 struct PGMD_CM_TEST_CASE {

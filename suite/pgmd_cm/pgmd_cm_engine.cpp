@@ -1,6 +1,5 @@
 #include "pgmd_cm.h"
 
-#include "pgmd_cm_bench.h"
 #include "pgmd_cm_catalogue.h"
 #include "pgmd_cm_jtag.h"
 
@@ -25,12 +24,6 @@ struct SIDE {
     std::map<unsigned, unsigned> node_address;  // device index -> hub node of later instructions
 };
 
-// The bound cable in the current bench; the bench stays alive while the reference is held.
-struct CABLE_REF {
-    std::shared_ptr<BENCH> bench;
-    BENCH_CABLE* cable = nullptr;
-};
-
 uint32_t bypass(unsigned ir_length)
 {
     return ir_length >= 32 ? 0xFFFFFFFFu : (1u << ir_length) - 1;
@@ -38,7 +31,7 @@ uint32_t bypass(unsigned ir_length)
 
 // Names as an engineer's tools give them: the DUT catalogue first, then the device descriptions
 // installed with the bench.
-std::string device_name(const BENCH& bench, uint32_t idcode)
+std::string device_name(const PGMD_CM_BENCH& bench, uint32_t idcode)
 {
     if (idcode == 0)
         return "Device without IDCODE";
@@ -54,23 +47,32 @@ std::string device_name(const BENCH& bench, uint32_t idcode)
 
 } // namespace
 
+typedef std::shared_ptr<PGMD_CM_JTAG_ADAPTER> ADAPTER;
+
 struct PGMD_CM_ENGINE::PRIVATE {
+    explicit PRIVATE(std::shared_ptr<PGMD_CM_BENCH> engine_bench) : bench(std::move(engine_bench)) {}
+
+    std::shared_ptr<PGMD_CM_BENCH> bench;
     SIDE sides[2]; // test bench, DUT
     unsigned dut_count = 0;
 
     SIDE& side(bool dut) { return sides[dut ? 1 : 0]; }
     const SIDE& side(bool dut) const { return sides[dut ? 1 : 0]; }
 
-    static CABLE_REF bound_cable(const SIDE& side)
+    // The side's adapter for one operation; null when none is bound.
+    ADAPTER bound_adapter(const SIDE& side) const
     {
-        CABLE_REF ref;
-        ref.bench = pgmd_cm_bench();
-        if (side.hardware >= 1 && side.hardware <= ref.bench->cable_count())
-            ref.cable = &ref.bench->cable(side.hardware - 1);
-        return ref;
+        return side.hardware >= 1 ? bench->adapter(side.hardware - 1) : nullptr;
     }
 
-    static PGMD_CM_SCAN_ERROR learn_chain(BENCH_CABLE& cable, SIDE& side)
+    // The side's adapter while this engine holds its lock; null otherwise.
+    ADAPTER held_adapter(const SIDE& side) const
+    {
+        ADAPTER cable = side.locked ? bound_adapter(side) : nullptr;
+        return cable && cable->lock_owner() == this ? cable : nullptr;
+    }
+
+    static PGMD_CM_SCAN_ERROR learn_chain(PGMD_CM_JTAG_ADAPTER& cable, SIDE& side)
     {
         PGMD_CM_JTAG jtag(cable);
         const PGMD_CM_SCAN_ERROR error = jtag.discover(&side.chain);
@@ -82,7 +84,7 @@ struct PGMD_CM_ENGINE::PRIVATE {
     }
 
     // Loads the instruction into the device and BYPASS into all others, unless they hold them.
-    static bool set_instruction(BENCH_CABLE& cable, SIDE& side, unsigned device_index, uint32_t instruction)
+    static bool set_instruction(PGMD_CM_JTAG_ADAPTER& cable, SIDE& side, unsigned device_index, uint32_t instruction)
     {
         std::vector<uint32_t> wanted;
         for (size_t i = 0; i < side.chain.size(); ++i)
@@ -101,7 +103,7 @@ struct PGMD_CM_ENGINE::PRIVATE {
     }
 
     // A data scan of one device with every other device contributing its bypass bit.
-    static bool device_dr_scan(BENCH_CABLE& cable, const SIDE& side, unsigned device_index, const PGMD_CM_BITS& data, PGMD_CM_BITS* read)
+    static bool device_dr_scan(PGMD_CM_JTAG_ADAPTER& cable, const SIDE& side, unsigned device_index, const PGMD_CM_BITS& data, PGMD_CM_BITS* read)
     {
         PGMD_CM_BITS in;
         for (size_t i = side.chain.size(); i-- > 0;) {
@@ -119,7 +121,7 @@ struct PGMD_CM_ENGINE::PRIVATE {
         return true;
     }
 
-    static bool device_dr_value(BENCH_CABLE& cable, const SIDE& side, unsigned device_index, uint64_t write, unsigned bits, uint64_t* read)
+    static bool device_dr_value(PGMD_CM_JTAG_ADAPTER& cable, const SIDE& side, unsigned device_index, uint64_t write, unsigned bits, uint64_t* read)
     {
         PGMD_CM_BITS data;
         pgmd_cm_append_bits(&data, write, bits);
@@ -131,7 +133,7 @@ struct PGMD_CM_ENGINE::PRIVATE {
     }
 
     // Streams the hub's info words: the header, then the records of its nodes.
-    static unsigned find_node(BENCH_CABLE& cable, SIDE& side, unsigned device_index, unsigned node_kind)
+    static unsigned find_node(PGMD_CM_JTAG_ADAPTER& cable, SIDE& side, unsigned device_index, unsigned node_kind)
     {
         uint64_t word = 0;
         if (!set_instruction(cable, side, device_index, IR_HUB_VIR)
@@ -153,16 +155,20 @@ struct PGMD_CM_ENGINE::PRIVATE {
     {
         SIDE& s = side(dut);
         if (s.locked) {
-            const CABLE_REF ref = bound_cable(s);
-            if (ref.cable)
-                ref.cable->unlock(this);
+            if (const ADAPTER cable = bound_adapter(s))
+                cable->unlock(this);
         }
         s.locked = false;
         s.node_address.clear();
     }
 };
 
-PGMD_CM_ENGINE::PGMD_CM_ENGINE() : m_private(std::make_unique<PRIVATE>()) {}
+PGMD_CM_ENGINE::PGMD_CM_ENGINE(std::shared_ptr<PGMD_CM_BENCH> bench)
+{
+    if (!bench)
+        MSG_INTERNAL_ERROR::report("bench != NULL", "PGMD_CM", "pgmd_cm_engine", __LINE__);
+    m_private = std::make_unique<PRIVATE>(std::move(bench));
+}
 
 PGMD_CM_ENGINE::~PGMD_CM_ENGINE()
 {
@@ -176,12 +182,12 @@ bool PGMD_CM_ENGINE::set_tji_hardware(bool dut, unsigned hardware)
     SIDE& side = m_private->side(dut);
     side = SIDE();
     side.hardware = hardware;
-    const CABLE_REF ref = PRIVATE::bound_cable(side);
-    if (!ref.cable || !ref.cable->can_open()) {
+    const ADAPTER cable = m_private->bound_adapter(side);
+    if (!cable || !cable->open()) {
         side.hardware = 0;
         return false;
     }
-    side.name = ref.cable->name();
+    side.name = cable->name();
     return true;
 }
 
@@ -210,20 +216,20 @@ PGMD_CM_DEVICE* PGMD_CM_ENGINE::scan_chain(bool dut, unsigned* count, int* error
 {
     *count = 0;
     SIDE& side = m_private->side(dut);
-    const CABLE_REF ref = PRIVATE::bound_cable(side);
+    const ADAPTER cable = m_private->bound_adapter(side);
     const bool own_lock = side.locked;
-    if (!ref.cable || (!own_lock && !ref.cable->lock(m_private.get()))) {
+    if (!cable || (!own_lock && !cable->lock(m_private.get()))) {
         *error = PGMD_CM_SCAN_ERROR_NO_HARDWARE;
         return nullptr;
     }
-    *error = PRIVATE::learn_chain(*ref.cable, side);
+    *error = PRIVATE::learn_chain(*cable, side);
     if (!own_lock)
-        ref.cable->unlock(m_private.get());
+        cable->unlock(m_private.get());
     if (*error != PGMD_CM_SCAN_ERROR_NONE)
         return nullptr;
     auto* devices = new PGMD_CM_DEVICE[side.chain.size()];
     for (size_t i = 0; i < side.chain.size(); ++i)
-        devices[i] = {device_name(*ref.bench, side.chain[i].idcode), side.chain[i].idcode};
+        devices[i] = {device_name(*m_private->bench, side.chain[i].idcode), side.chain[i].idcode};
     *count = unsigned(side.chain.size());
     return devices;
 }
@@ -241,11 +247,11 @@ unsigned PGMD_CM_ENGINE::get_dut_count() const
 bool PGMD_CM_ENGINE::startup_hardware(bool dut, bool)
 {
     SIDE& side = m_private->side(dut);
-    const CABLE_REF ref = PRIVATE::bound_cable(side);
-    if (!ref.cable || !ref.cable->lock(m_private.get()))
+    const ADAPTER cable = m_private->bound_adapter(side);
+    if (!cable || !cable->lock(m_private.get()))
         return false;
     side.locked = true;
-    const bool learnt = PRIVATE::learn_chain(*ref.cable, side) == PGMD_CM_SCAN_ERROR_NONE;
+    const bool learnt = PRIVATE::learn_chain(*cable, side) == PGMD_CM_SCAN_ERROR_NONE;
     const bool expected = !dut || m_private->dut_count == 0 || side.chain.size() == m_private->dut_count;
     if (learnt && expected)
         return true;
@@ -260,9 +266,7 @@ void PGMD_CM_ENGINE::unlock_hardware(bool dut)
 
 bool PGMD_CM_ENGINE::is_locked(bool dut) const
 {
-    const SIDE& side = m_private->side(dut);
-    const CABLE_REF ref = PRIVATE::bound_cable(side);
-    return side.locked && ref.cable && ref.cable->lock_owner() == m_private.get();
+    return m_private->held_adapter(m_private->side(dut)) != nullptr;
 }
 
 bool PGMD_CM_ENGINE::determine_dut_sld_node(unsigned device_index, unsigned node_kind)
@@ -273,10 +277,10 @@ bool PGMD_CM_ENGINE::determine_dut_sld_node(unsigned device_index, unsigned node
 bool PGMD_CM_ENGINE::determine_sld_node(bool dut, unsigned device_index, unsigned node_kind)
 {
     SIDE& side = m_private->side(dut);
-    const CABLE_REF ref = PRIVATE::bound_cable(side);
-    if (!is_locked(dut) || device_index >= side.chain.size())
+    const ADAPTER cable = m_private->held_adapter(side);
+    if (!cable || device_index >= side.chain.size())
         return false;
-    const unsigned address = PRIVATE::find_node(*ref.cable, side, device_index, node_kind);
+    const unsigned address = PRIVATE::find_node(*cable, side, device_index, node_kind);
     if (address == 0)
         return false;
     side.node_address[device_index] = address;
@@ -286,31 +290,31 @@ bool PGMD_CM_ENGINE::determine_sld_node(bool dut, unsigned device_index, unsigne
 bool PGMD_CM_ENGINE::load_jtag_virtual_instruction(bool dut, unsigned instruction, unsigned device_index, bool, bool check_status)
 {
     SIDE& side = m_private->side(dut);
-    const CABLE_REF ref = PRIVATE::bound_cable(side);
+    const ADAPTER cable = m_private->held_adapter(side);
     const auto node = side.node_address.find(device_index);
-    if (!is_locked(dut) || device_index >= side.chain.size() || node == side.node_address.end())
+    if (!cable || device_index >= side.chain.size() || node == side.node_address.end())
         return false;
     const uint32_t value = vir_value(node->second, instruction);
     uint64_t previous = 0;
-    if (!PRIVATE::set_instruction(*ref.cable, side, device_index, IR_HUB_VIR)
-        || !PRIVATE::device_dr_value(*ref.cable, side, device_index, value, VIR_LENGTH, &previous))
+    if (!PRIVATE::set_instruction(*cable, side, device_index, IR_HUB_VIR)
+        || !PRIVATE::device_dr_value(*cable, side, device_index, value, VIR_LENGTH, &previous))
         return false;
     // The hub captures its instruction register, so a second load shows what the first left.
     uint64_t loaded = 0;
     if (check_status
-        && (!PRIVATE::device_dr_value(*ref.cable, side, device_index, value, VIR_LENGTH, &loaded) || loaded != value))
+        && (!PRIVATE::device_dr_value(*cable, side, device_index, value, VIR_LENGTH, &loaded) || loaded != value))
         return false;
-    return PRIVATE::set_instruction(*ref.cable, side, device_index, IR_HUB_VDR);
+    return PRIVATE::set_instruction(*cable, side, device_index, IR_HUB_VDR);
 }
 
 bool PGMD_CM_ENGINE::read_dr_data(bool dut, unsigned bits, unsigned char* buffer, unsigned device_index)
 {
     SIDE& side = m_private->side(dut);
-    const CABLE_REF ref = PRIVATE::bound_cable(side);
-    if (!buffer || bits == 0 || !is_locked(dut) || device_index >= side.chain.size())
+    const ADAPTER cable = m_private->held_adapter(side);
+    if (!buffer || bits == 0 || !cable || device_index >= side.chain.size())
         return false;
     PGMD_CM_BITS read;
-    if (!PRIVATE::device_dr_scan(*ref.cable, side, device_index, PGMD_CM_BITS(bits, false), &read))
+    if (!PRIVATE::device_dr_scan(*cable, side, device_index, PGMD_CM_BITS(bits, false), &read))
         return false;
     std::memset(buffer, 0, (bits + 7) / 8);
     for (unsigned b = 0; b < bits; ++b)
@@ -322,11 +326,11 @@ bool PGMD_CM_ENGINE::read_dr_data(bool dut, unsigned bits, unsigned char* buffer
 bool PGMD_CM_ENGINE::write_read_dr_data(bool dut, unsigned write_value, unsigned bits, unsigned, unsigned* read_value, unsigned device_index)
 {
     SIDE& side = m_private->side(dut);
-    const CABLE_REF ref = PRIVATE::bound_cable(side);
-    if (!read_value || bits == 0 || bits > 32 || !is_locked(dut) || device_index >= side.chain.size())
+    const ADAPTER cable = m_private->held_adapter(side);
+    if (!read_value || bits == 0 || bits > 32 || !cable || device_index >= side.chain.size())
         return false;
     uint64_t read = 0;
-    if (!PRIVATE::device_dr_value(*ref.cable, side, device_index, write_value, bits, &read))
+    if (!PRIVATE::device_dr_value(*cable, side, device_index, write_value, bits, &read))
         return false;
     *read_value = unsigned(read);
     return true;

@@ -30,14 +30,12 @@ uint64_t pgmd_cm_bits_value(const PGMD_CM_BITS& bits, size_t offset, unsigned co
 bool PGMD_CM_JTAG::clock(bool tms, bool tdi, bool* tdo)
 {
     bool ignored = false;
-    return m_cable.clock(tms, tdi, tdo ? tdo : &ignored);
+    return m_adapter.clock(tms, tdi, tdo ? tdo : &ignored);
 }
 
 bool PGMD_CM_JTAG::reset()
 {
-    bool ok = true;
-    for (int i = 0; i < 5; ++i)
-        ok = clock(true, false, nullptr) && ok;
+    const bool ok = m_adapter.reset();
     return clock(false, false, nullptr) && ok;
 }
 

@@ -1,10 +1,9 @@
-// The engine's JTAG layer over one bench cable: TAP navigation from Run-Test/Idle, whole-chain
+// The engine's JTAG layer over one adapter: TAP navigation from Run-Test/Idle, whole-chain
 // instruction and data scans, and the discovery of a chain's devices and IR lengths.
 #pragma once
 
 #include "pgmd_cm.h"
-
-#include "bench.h"
+#include "pgmd_cm_jtag_adapter.h"
 
 #include <cstdint>
 #include <vector>
@@ -19,7 +18,7 @@ struct PGMD_CM_CHAIN_DEVICE {
 
 class PGMD_CM_JTAG {
 public:
-    explicit PGMD_CM_JTAG(BENCH_CABLE& cable) : m_cable(cable) {}
+    explicit PGMD_CM_JTAG(PGMD_CM_JTAG_ADAPTER& adapter) : m_adapter(adapter) {}
 
     // Test-Logic-Reset, then Run-Test/Idle: every device holds IDCODE (or BYPASS).
     bool reset();
@@ -39,7 +38,7 @@ private:
     PGMD_CM_SCAN_ERROR read_ir_lengths(std::vector<PGMD_CM_CHAIN_DEVICE>* chain);
     PGMD_CM_SCAN_ERROR check_bypass(size_t device_count);
 
-    BENCH_CABLE& m_cable;
+    PGMD_CM_JTAG_ADAPTER& m_adapter;
 };
 
 // Appends `bits` bits of value, least significant first; reads them back the same way.

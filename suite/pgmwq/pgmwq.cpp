@@ -88,7 +88,7 @@ extern "C" void pgmwq_export_hardware_dlg(unsigned* hardware)
     if (!hardware)
         return;
     *hardware = 0;
-    const std::vector<std::string> cables = pgmd_cm_list_hardware();
+    const std::vector<std::string> cables = pgmd_cm_list_hardware(*pgmd_cm_site_bench());
     std::optional<std::string> answer;
     if (preset_answer(&answer))
         *hardware = handle_of(cables, answer);

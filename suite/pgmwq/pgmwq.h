@@ -1,6 +1,6 @@
 // The suite's hardware-selection dialog, loaded by name ("pgm_pgmwq.dll") through the suite's
-// dynamic loader. It lists the bench's cables and writes the chosen cable's handle (its 1-based
-// position in the list), or 0 when the user cancels.
+// dynamic loader. It lists the cables of the site's bench (the one the panels drive) and writes
+// the chosen cable's handle (its 1-based position in the list), or 0 when the user cancels.
 //
 // Tests and scripted runs never see the modal dialog: a preset answer set through
 // pgmwq_set_preset_answer (used by the next call only) or the environment variable

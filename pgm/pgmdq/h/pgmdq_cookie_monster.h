@@ -2,15 +2,19 @@
 // them into test command lines and runs the batch through the chain manager.
 #pragma once
 
+#include "pgmdq_cookie_monster_model.h"
+
 #include <QList>
 #include <QString>
 #include <QStringList>
 #include <QWidget>
 
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <vector>
 
+class PGMD_CM_BENCH;
 class PGMD_CM_MANAGER;
 class PGMDQ_CM_AUTO_CHAIN;
 class PGMDQ_PROCESS_DLG;
@@ -22,18 +26,13 @@ class QListWidget;
 class QPushButton;
 struct PGMDQ_JUNIT_SUITE;
 
-// Colour codes of the command list's lines.
-enum PGMDQ_CMD_LIST_COLOR : unsigned {
-    PGMDQ_CMD_COLOR = 0,
-    PGMDQ_PROCESS_COLOR = 1,
-    PGMDQ_PASS_RESULT_COLOR = 2,
-    PGMDQ_FAIL_RESULT_COLOR = 3,
-};
-
 class PGMDQ_COOKIE_MONSTER : public QWidget {
     Q_OBJECT
 public:
+    // On the site's bench, as the frame creates it.
     explicit PGMDQ_COOKIE_MONSTER(QWidget* parent = nullptr);
+    // On a bench of the caller's own: the panel reaches that bench's cables and devices only.
+    explicit PGMDQ_COOKIE_MONSTER(std::shared_ptr<PGMD_CM_BENCH> bench, QWidget* parent = nullptr);
     ~PGMDQ_COOKIE_MONSTER() override;
 
     void on_jtag(bool dut);
@@ -78,15 +77,8 @@ public:
     // results of the run, one test case per command line, its time measured.
     PGMDQ_JUNIT_SUITE run_unattended(bool skip_flash, bool skip_engine, const std::string& suite_name);
 
-    // The verdict of one test of the last run, with its detail lines.
-    struct TEST_RESULT {
-        QString verdict;
-        bool passed;
-        QStringList details;
-    };
-    // The list's text, every line; its test command lines.
-    std::vector<std::string> list_lines() const;
-    QStringList command_lines() const;
+    // The test batch the command list shows.
+    const PGMDQ_COOKIE_MONSTER_MODEL& batch() const { return m_batch; }
 
 protected:
     void resizeEvent(QResizeEvent* event) override;
@@ -107,7 +99,6 @@ private slots:
     void on_load_batch();
 
 private:
-    static const char* const RESULT_DETAIL_PREFIX;
     // Bits of m_hardware_flags.
     static const std::uint8_t DUT_HARDWARE_FLAG = 1;
     static const std::uint8_t COOKIE_HARDWARE_FLAG = 2;
@@ -120,7 +111,9 @@ private:
     void take_selected_option(const OPTION& option);
     static bool is_command_line(const QString& text);
     static bool is_run_output(const QString& text);
+    void append_line(const PGMDQ_COOKIE_MONSTER_MODEL::LINE& line);
     void delete_item(int row);
+    void clear_lines();
     // A test case: the DUT's database row and the row of each option (scheme, VCCPGM, memory
     // storage, clock) in its list.
     struct CASE_ROWS {
@@ -177,5 +170,5 @@ private:
         bool skip_engine;
     };
     const PROCESS_ANSWER* m_process_answer;
-    std::vector<TEST_RESULT> m_results;
+    PGMDQ_COOKIE_MONSTER_MODEL m_batch;
 };
