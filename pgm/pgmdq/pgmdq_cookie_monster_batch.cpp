@@ -142,16 +142,10 @@ namespace {
 bool bind_cable(PGMDQ_COOKIE_MONSTER& panel, PGMD_CM_BENCH& bench, bool dut, const std::string& name,
                 std::string* error)
 {
-    const std::vector<std::string> cables = pgmd_cm_list_hardware(bench);
-    const auto cable = std::find(cables.begin(), cables.end(), name);
-    if (cable == cables.end()) {
-        std::string known;
-        for (const std::string& other : cables)
-            known += (known.empty() ? "" : ", ") + other;
-        *error = "no JTAG hardware named \"" + name + "\" (the bench has " + known + ")";
+    unsigned handle = 0;
+    if (!pgmdq_tcl_hardware_handle(bench, name, &handle, error))
         return false;
-    }
-    if (!panel.set_hardware(dut, unsigned(cable - cables.begin()) + 1)) {
+    if (!panel.set_hardware(dut, handle)) {
         *error = "the JTAG hardware \"" + name + "\" cannot be used";
         return false;
     }

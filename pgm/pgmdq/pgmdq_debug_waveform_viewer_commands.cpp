@@ -43,21 +43,6 @@ private:
     std::vector<std::string> m_lines;
 };
 
-// The bench's handle of the cable named as the hardware dialog lists it.
-bool hardware_handle(const std::string& name, unsigned* handle, std::string* error)
-{
-    const std::vector<std::string> cables = pgmd_cm_list_hardware();
-    const auto cable = std::find(cables.begin(), cables.end(), name);
-    if (cable != cables.end()) {
-        *handle = unsigned(cable - cables.begin()) + 1;
-        return true;
-    }
-    std::string known;
-    for (const std::string& other : cables)
-        known += (known.empty() ? "" : ", ") + other;
-    *error = "no JTAG hardware named \"" + name + "\" (the bench has " + known + ")";
-    return false;
-}
 
 bool device_number(const TTCL_ARGS& args, unsigned* device, std::string* error)
 {
@@ -134,7 +119,7 @@ void add_suite(const char* command, const std::string& device, PGMDQ_JUNIT_CASE 
 bool PGMDQ_DEBUG_WAVEFORM_VIEWER::choose_device(const std::string& cable, unsigned device, std::string* error)
 {
     unsigned hardware = 0;
-    if (!hardware_handle(cable, &hardware, error))
+    if (!pgmdq_tcl_hardware_handle(*pgmd_cm_site_bench(), cable, &hardware, error))
         return false;
     if (!set_hardware(hardware)) {
         *error = "the JTAG hardware \"" + cable + "\" cannot be used";

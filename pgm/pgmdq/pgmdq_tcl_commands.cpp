@@ -10,6 +10,7 @@
 #include <QApplication>
 #include <QFile>
 
+#include <algorithm>
 #include <array>
 #include <cstring>
 #include <memory>
@@ -362,6 +363,21 @@ template <std::size_t... INDICES> std::vector<TTCL_CALLBACK> callbacks_of(std::i
 }
 
 } // namespace
+
+bool pgmdq_tcl_hardware_handle(PGMD_CM_BENCH& bench, const std::string& name, unsigned* handle, std::string* error)
+{
+    const std::vector<std::string> cables = pgmd_cm_list_hardware(bench);
+    const auto cable = std::find(cables.begin(), cables.end(), name);
+    if (cable != cables.end()) {
+        *handle = unsigned(cable - cables.begin()) + 1;
+        return true;
+    }
+    std::string known;
+    for (const std::string& other : cables)
+        known += (known.empty() ? "" : ", ") + other;
+    *error = "no JTAG hardware named \"" + name + "\" (the bench has " + known + ")";
+    return false;
+}
 
 const TTCL_CALLBACK* pgmdq_tcl_command_callbacks()
 {

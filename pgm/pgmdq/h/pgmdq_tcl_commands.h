@@ -9,6 +9,8 @@
 #include "pgmdq_miscellaneous_junit.h"
 #include "pgmdq_tcl_args_auto.h"
 
+#include "pgmd_cm.h"
+
 #include <string>
 #include <vector>
 
@@ -72,6 +74,10 @@ struct PGMDQ_TCL_COMMAND {
 
 // The table handed to the binding by the package's init, null-terminated.
 const TTCL_CALLBACK* pgmdq_tcl_command_callbacks();
+
+// The handle of the cable a bench knows by this name (as the hardware dialog lists it); false with
+// the reason, naming the bench's cables, when it has none of that name.
+bool pgmdq_tcl_hardware_handle(PGMD_CM_BENCH& bench, const std::string& name, unsigned* handle, std::string* error);
 
 // The commands' run functions, each beside its panel.
 bool pgmdq_kiopru_run(const TTCL_ARGS& args, PGMDQ_TCL_RESULT* result, std::string* error);
