@@ -108,20 +108,6 @@ TEST_F(PofDat, GetDatNeedsABuffer)
     EXPECT_EQ(pof_test_internal_error([&] { checker.get_dat(FIO_PATH(dir + "x.dat"), &data); }), "*data != NULL");
 }
 
-TEST_F(PofDat, HexConversionFromTheLastDigit)
-{
-    unsigned char bytes[3] = {0xEE, 0xEE, 0xEE};
-    unsigned char* out = bytes;
-    int digits = -1;
-    EXPECT_TRUE(PGMDQ_POF_CHECKER::make_sure_and_convert_hex("ABC", &digits, &out));
-    EXPECT_EQ(digits, 3);
-    EXPECT_EQ(bytes[0], 0xBC);
-    EXPECT_EQ(bytes[1], 0x0A);
-    EXPECT_EQ(bytes[2], 0xEE);
-    EXPECT_FALSE(PGMDQ_POF_CHECKER::make_sure_and_convert_hex("ab", &digits, &out)) << "upper case only";
-    EXPECT_EQ(digits, 3) << "left as it was";
-}
-
 TEST_F(PofDat, IcdRbfHoldsEachWordLowByteFirst)
 {
     pof_test_write(dir + "a.dat", "// words\nABCD\n0102\n");
