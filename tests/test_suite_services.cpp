@@ -1,4 +1,6 @@
-// The host services the plug-in stands on: messages, settings, paths, shell runs and the loader.
+// The host services the plug-in stands on: messages by registration, settings, paths and files.
+// Message templates, suppression and debug levels are checked as the plug-in posts them
+// (test_messages), internal errors as the host shows them (test_host).
 #include "fio.h"
 #include "gen.h"
 #include "msg.h"
@@ -24,14 +26,6 @@ std::string temp_dir()
 
 } // namespace
 
-TEST(Messages, TemplateArgumentsAndKey)
-{
-    MSG_E message("Can't save or open file %1!s!/EPGMDQ_FILE_IO_ERROR");
-    message.fill_args("/tmp/a.wvf");
-    EXPECT_EQ(message.text(), "Can't save or open file /tmp/a.wvf");
-    EXPECT_EQ(message.key(), "EPGMDQ_FILE_IO_ERROR");
-}
-
 TEST(Messages, PostedByRegistrationAndSuppressionOfNullMessages)
 {
     RECORDING_SINK sink;
@@ -55,32 +49,6 @@ TEST(Messages, PostedByRegistrationAndSuppressionOfNullMessages)
     EXPECT_EQ(sink.rows[0].first, MSG_KIND::ERROR);
     EXPECT_EQ(sink.rows[0].second, "broken");
     EXPECT_EQ(sink.rows[1].first, MSG_KIND::WARNING);
-}
-
-TEST(Messages, DebugMessagesFollowTheConfiguredLevel)
-{
-    RECORDING_SINK sink;
-    msg_set_sink(&sink);
-    msg_set_debug_level(1);
-    msg_post(new MSG_D("PGMDQ", 2, "hidden"));
-    msg_post(new MSG_D("PGMDQ", 1, "shown"));
-    msg_set_debug_level(0);
-    msg_set_sink(nullptr);
-    ASSERT_EQ(sink.rows.size(), 1u);
-    EXPECT_EQ(sink.rows[0].second, "PGMDQ: shown");
-}
-
-TEST(Messages, InternalErrorThrowsWithItsPlace)
-{
-    try {
-        MSG_INTERNAL_ERROR::report("count > 0", "PGMDQ", "pgmdq_cookie_monster", 42);
-        FAIL() << "report returned";
-    } catch (const MSG_INTERNAL_ERROR_EXCEPTION& error) {
-        EXPECT_EQ(error.text(), "count > 0");
-        EXPECT_EQ(error.module(), "PGMDQ");
-        EXPECT_EQ(error.file(), "pgmdq_cookie_monster");
-        EXPECT_EQ(error.line(), 42);
-    }
 }
 
 TEST(Settings, ValuesSwitchesAndOverrides)
