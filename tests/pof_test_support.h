@@ -201,7 +201,6 @@ public:
     const std::string& root() const { return m_root; }       // the test directory (Linux)
     const std::string& name() const { return m_name; }       // its name below the data root
     const std::string& build() const { return m_build; }
-    const std::string& password() const { return m_password; }
     std::string data_root() const { return m_build + "/site/share/data/"; }
 
 private:
