@@ -1,9 +1,7 @@
-// The host services the plug-in stands on: messages by registration, settings, paths and files.
-// Message templates, suppression and debug levels are checked as the plug-in posts them
-// (test_messages), internal errors as the host shows them (test_host).
+// The host services the plug-in stands on: settings, paths and files. Messages are checked as the
+// plug-in posts them (test_messages), internal errors as the host shows them (test_host).
 #include "fio.h"
 #include "gen.h"
-#include "msg.h"
 
 #include <gtest/gtest.h>
 
@@ -13,11 +11,6 @@
 
 namespace {
 
-struct RECORDING_SINK : MSG_SINK {
-    std::vector<std::pair<MSG_KIND, std::string>> rows;
-    void receive(MSG_KIND kind, int, const std::string& text) override { rows.emplace_back(kind, text); }
-};
-
 std::string temp_dir()
 {
     char pattern[] = "/tmp/suite_services.XXXXXX";
@@ -25,31 +18,6 @@ std::string temp_dir()
 }
 
 } // namespace
-
-TEST(Messages, PostedByRegistrationAndSuppressionOfNullMessages)
-{
-    RECORDING_SINK sink;
-    msg_set_sink(&sink);
-    const int ids[] = {900001, 900002};
-    const int types[] = {MSG_REGISTRATION_ERROR, MSG_REGISTRATION_INFO};
-    MSG_ID_REGISTRAR registrar(ids, types, 2);
-
-    auto* error = new MSG_E("%1!s!/E_KEY");
-    error->fill_args("broken");
-    error->set_id(900001);
-    msg_post(error);
-    msg_post(new MSG_I_NULL());
-    auto* mismatched = new MSG_I("%1!s!/I_KEY");
-    mismatched->fill_args("wrong kind");
-    mismatched->set_id(900001);
-    msg_post(mismatched);
-    msg_set_sink(nullptr);
-
-    ASSERT_EQ(sink.rows.size(), 2u);
-    EXPECT_EQ(sink.rows[0].first, MSG_KIND::ERROR);
-    EXPECT_EQ(sink.rows[0].second, "broken");
-    EXPECT_EQ(sink.rows[1].first, MSG_KIND::WARNING);
-}
 
 TEST(Settings, ValuesSwitchesAndOverrides)
 {
