@@ -228,7 +228,10 @@ protected:
             lines.push_back("Info: POF checking passed - " + dir + sof + ".sof");
         return lines;
     }
-    std::string listing() const { return pof_test_read_command("cd " + dir + " && find . -maxdepth 1 -type f | sort"); }
+    std::string listing() const
+    {
+        return pof_test_read_command("cd " + pgmdq_shell_quote(dir) + " && find . -maxdepth 1 -type f | LC_ALL=C sort");
+    }
     std::string expected_listing(std::vector<std::string> kept) const
     {
         kept.insert(kept.end(), {"sof", "rbf", "icd.rbf", "pgm.icd.rbf"});
@@ -324,7 +327,7 @@ INSTANTIATE_TEST_SUITE_P(
 
 // A folder and SOFs with blanks, quotes, "$", ";", backquotes, a leading "-" and non-ASCII in
 // their names are checked like any other, through every script and log-in (one of them is
-// unpacked first), and nothing their names spell runs.
+// unpacked first), the products are removed by their names, and nothing their names spell runs.
 TEST_F(PofPersonal, NamesOfAnyFormAreChecked)
 {
     prepare(2);
@@ -340,6 +343,7 @@ TEST_F(PofPersonal, NamesOfAnyFormAreChecked)
     access.dir_edit()->setText(QString::fromStdString(site.name() + "/" + folder));
     access.check_button()->click();
     EXPECT_EQ(access.log(), passed_lines(true));
+    EXPECT_EQ(listing(), expected_listing({})) << "products removed by their names";
     EXPECT_EQ(pof_test_read_command("find " + site.build() + " -name injected"), "");
 }
 
