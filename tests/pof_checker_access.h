@@ -62,17 +62,12 @@ struct PGMDQ_POF_CHECKER_TEST_ACCESS {
     QComboBox* family_combo() { return checker.m_family_combo; }
     QComboBox* die_combo() { return checker.m_die_combo; }
     unsigned sof_size() const { return checker.m_sof_size; }
-    std::string sof_fullpath(unsigned i) const { return checker.m_sof_files[i].fullpath; }
     void set_regression(bool regression) { checker.m_regression = regression; }
-    void finish_batch() { checker.delete_thread_batch(); }
     void update_msg(PGMDQ_MSG_TYPE type, const std::string& text) { checker.update_msg(type, text); }
     size_t crc_entries() const { return checker.m_crc_index.size(); }
-    void clear_crc_lists() { checker.clear_crc_lists(); }
     PGMWQ_POF_CHECKER_THREAD* thread_batch() { return checker.m_thread.get(); }
     unsigned thread_count() const { return checker.m_thread_count; }
     const std::string& checked_path() const { return checker.m_checked_path; }
-    const std::string& rif_path() const { return checker.m_rif_path; }
-    const std::string& rk_rif_path() const { return checker.m_rk_rif_path; }
     const std::string& current_path() const { return checker.m_current_path; }
     const std::string& die_dir() const { return checker.m_die_dir; }
     const std::string& rk_die_dir() const { return checker.m_rk_die_dir; }

@@ -11,11 +11,6 @@
 #include <gtest/gtest.h>
 
 #include <QApplication>
-#include <QCheckBox>
-#include <QComboBox>
-#include <QPushButton>
-#include <QLineEdit>
-#include <QListWidget>
 
 #include <algorithm>
 #include <cctype>
@@ -29,21 +24,19 @@
 
 #include <unistd.h>
 
-// The panel is a widget: the programs need an application object before the first one.
-inline void pof_test_ensure_application()
-{
-    static int argc = 1;
-    static char name[] = "pof_test";
-    static char* argv[] = {name, nullptr};
-    if (!QApplication::instance()) {
-        setenv("QT_QPA_PLATFORM", "offscreen", 0);
-        new QApplication(argc, argv);
-    }
-}
-
-// A fixture base listed before the panel member, so the application exists first.
+// The panel is a widget: a fixture base listed before the panel member makes the application
+// first.
 struct POF_APPLICATION_FIRST {
-    POF_APPLICATION_FIRST() { pof_test_ensure_application(); }
+    POF_APPLICATION_FIRST()
+    {
+        static int argc = 1;
+        static char name[] = "pof_test";
+        static char* argv[] = {name, nullptr};
+        if (!QApplication::instance()) {
+            setenv("QT_QPA_PLATFORM", "offscreen", 0);
+            new QApplication(argc, argv);
+        }
+    }
 };
 
 // Host messages posted while it lives, from any thread.
@@ -73,37 +66,6 @@ inline std::string pof_test_lower(std::string text)
     for (char& c : text)
         c = char(std::tolower(static_cast<unsigned char>(c)));
     return text;
-}
-
-// The log-in every generated Python script starts with.
-inline std::string pof_test_python_preamble(const std::string& login, const std::string& timeout)
-{
-    const std::string expect = "[YES_NO, PASSWORD, REFUSED, pexpect.EOF, pexpect.TIMEOUT";
-    return "import os\n"
-           "import sys\n"
-           "import pexpect\n"
-           "PROMPT = \"\\\\[POFCHECKER\\\\]> \"\n"
-           "YES_NO = \"Are you sure you want to continue connecting\"\n"
-           "PASSWORD = \"assword:\"\n"
-           "REFUSED = \"Permission denied|Host key verification failed\"\n"
-           "LOGIN_FAILED = [4, 3, 3, 4, 5]\n"
-           "p=pexpect.spawn('ssh -- " + login + "', timeout = " + timeout + ")\n"
-           "i=p.expect(" + expect + "])\n"
-           "if i==0:\n"
-           "   print(\"Answering yes...\")\n"
-           "   p.sendline('yes')\n"
-           "   i=p.expect(" + expect + "])\n"
-           "if i==1:\n"
-           "   print(\"Answering with password\")\n"
-           "   p.sendline(os.environb[b'POF_CHECKER_PASSWORD'])\n"
-           "   i=p.expect(" + expect + ", '\\\\S'])\n"
-           "else:\n"
-           "   print(\"Do not need password\")\n"
-           "if i==5:\n"
-           "   p.sendline(\"PS1='[POF''CHECKER]> '\")\n"
-           "   i=p.expect(" + expect + ", PROMPT])\n"
-           "if i!=5:\n"
-           "   sys.exit(LOGIN_FAILED[i])\n";
 }
 
 inline std::string pof_test_temp_dir(const char* tag)
@@ -239,7 +201,6 @@ public:
     const std::string& root() const { return m_root; }       // the test directory (Linux)
     const std::string& name() const { return m_name; }       // its name below the data root
     const std::string& build() const { return m_build; }
-    const std::string& password() const { return m_password; }
     std::string data_root() const { return m_build + "/site/share/data/"; }
 
 private:

@@ -1,15 +1,14 @@
 // The Check flow's pieces through the loopback site: the walk's error lines (and whether the run
-// goes on), the separators of a die directory, the listing and unpacking of SOFs, names that are
-// never commands, personal tests with each skip combination and the recursive switch, and the
-// generated Perl and Python scripts, character for character.
+// goes on), the separators of a die directory, the listing and unpacking of SOFs, personal tests
+// with each skip combination, the recursive switch and names of any form, the account's rules,
+// and how many log-ins the image step takes.
 #include "pof_test_support.h"
 
 #include "pgmdq_miscellaneous_files.h"
 
-#include <chrono>
-
 #include <algorithm>
-#include <sys/stat.h>
+#include <chrono>
+#include <functional>
 
 namespace {
 
@@ -20,18 +19,6 @@ std::vector<std::string> sorted(std::vector<std::string> lines)
 {
     std::sort(lines.begin(), lines.end());
     return lines;
-}
-
-std::vector<std::string> distinct(std::vector<std::string> lines)
-{
-    lines = sorted(lines);
-    lines.erase(std::unique(lines.begin(), lines.end()), lines.end());
-    return lines;
-}
-
-std::string preamble(const std::string& host, const std::string& timeout)
-{
-    return pof_test_python_preamble("engineer@" + host, timeout);
 }
 
 class PofCheck : public ::testing::Test, POF_APPLICATION_FIRST {
@@ -55,67 +42,56 @@ protected:
     std::vector<std::string> regression_log(const std::vector<std::string>& c5d1_lines) const
     {
         std::vector<std::string> log = {"Warning: Skip Boreal 5 - not ready yet", "Info: Checking Calder 5 ..."};
-        const auto add = [&log](const std::vector<std::string>& lines) { log.insert(log.end(), lines.begin(), lines.end()); };
-        add(c5d1_lines);
-        add(missing_dies("calder5", {"C5D2", "C5D3", "C5D4"}));
+        log.insert(log.end(), c5d1_lines.begin(), c5d1_lines.end());
+        for (const std::string& line : missing_dies("calder5", {"C5D2", "C5D3", "C5D4"}))
+            log.push_back(line);
         return log;
-    }
-
-    // A folder with the given files for check_sof, as the die directory and work directory.
-    std::string sof_dir(const std::string& make_files)
-    {
-        const std::string dir = site.root() + "sofs/";
-        pof_test_read_command("mkdir -p " + dir + " && cd " + dir + " && " + make_files);
-        access.set_die(CALDER5, C5D1, dir);
-        return dir;
     }
 };
 
 // ---------------------------------------------------------------------------------------------
 // The walk's error lines
 
-// A missing converter or a die without SOFs ends that die before any script; the run goes on.
-TEST_F(PofCheck, DieLevelErrorsEndOnlyTheDie)
+// Each case breaks one thing in a release that has only C5D1. A missing converter or a die
+// without SOFs ends that die before any script and the family goes on; a die directory that
+// cannot be cleared stops the family and with it the run; a missing test directory stops the run
+// before anything.
+TEST_F(PofCheck, WalkErrorsEndTheDieTheFamilyOrTheRun)
 {
     const std::string die_dir = site.root() + "calder5/C5D1/";
     const std::string converter = site.root() + "sof2img/calder5_sof2img.exe";
-    for (const auto& [removed, line] : std::vector<std::pair<std::string, std::string>>{
-             {converter, "Error: SOF2IMG executable of Calder 5 is missing (" + converter + ")"},
-             {die_dir + "*.sof", "Error: Can't detect any sof in directory " + die_dir}}) {
+    struct CASE {
+        std::function<void()> sabotage;
+        std::vector<std::string> log;
+    };
+    const CASE cases[] = {
+        {[&] { pof_test_read_command("rm " + converter); },
+         regression_log({"Error: SOF2IMG executable of Calder 5 is missing (" + converter + ")"})},
+        {[&] { pof_test_read_command("rm " + die_dir + "*.sof"); },
+         regression_log({"Error: Can't detect any sof in directory " + die_dir})},
+        {[&] { gen_set_setting("pof_checker/rk_linux_test_dir", site.root() + "nowhere/"); },
+         {"Error: Fail to get test directory " + site.root() + "nowhere/"}},
+        // Last: the stand-in rm stays on the PATH.
+        {[&] {
+             pof_test_write(die_dir + "stuck.txt", "");
+             site.add_program("rm", "case \"$*\" in *stuck*) exit 1;; esac\nexec /bin/rm \"$@\"\n");
+         },
+         {"Warning: Skip Boreal 5 - not ready yet", "Info: Checking Calder 5 ...",
+          "Error: Fail to clear directory " + die_dir}},
+    };
+    for (const CASE& c : cases) {
         pof_test_read_command("rm -rf " + site.root() + "*");
         site.clear_runs();
+        gen_set_setting("pof_checker/rk_linux_test_dir", site.root());
         ASSERT_TRUE(site.make_release("C5D1", 1, 0));
-        pof_test_read_command("rm " + removed);
+        c.sabotage();
         site.log_in(access);
         access.clear_log();
         access.check_button()->click();
-        EXPECT_EQ(access.log(), regression_log({line}));
+        EXPECT_EQ(access.log(), c.log);
         EXPECT_TRUE(site.perl_runs().empty());
         EXPECT_TRUE(site.python_runs().empty());
     }
-}
-
-// A die directory that cannot be cleared stops the family and with it the run.
-TEST_F(PofCheck, FailedClearingStopsTheRun)
-{
-    ASSERT_TRUE(site.make_release("C5D1", 1, 0));
-    const std::string die_dir = site.root() + "calder5/C5D1/";
-    pof_test_write(die_dir + "stuck.txt", "");
-    site.add_program("rm", "case \"$*\" in *stuck*) exit 1;; esac\nexec /bin/rm \"$@\"\n");
-    site.log_in(access);
-    access.check_button()->click();
-    EXPECT_EQ(access.log(), (std::vector<std::string>{"Warning: Skip Boreal 5 - not ready yet",
-                                                      "Info: Checking Calder 5 ...",
-                                                      "Error: Fail to clear directory " + die_dir}));
-    EXPECT_TRUE(site.python_runs().empty());
-}
-
-TEST_F(PofCheck, MissingTestDirectoryStopsBeforeAnything)
-{
-    gen_set_setting("pof_checker/rk_linux_test_dir", site.root() + "nowhere/");
-    site.log_in(access);
-    access.check_button()->click();
-    EXPECT_EQ(access.log(), std::vector<std::string>{"Error: Fail to get test directory " + site.root() + "nowhere/"});
 }
 
 // A die without SOFs does not stop the family; a missing redundancy file does.
@@ -150,42 +126,33 @@ TEST_F(PofCheck, DieDirectorySeparatorFollowsThePathsForm)
     }
 }
 
-// ---------------------------------------------------------------------------------------------
-// Listing and unpacking SOFs
-
-TEST_F(PofCheck, CompressedSofsAreUnpackedInPlaceAndThreeBytesNeverCount)
-{
-    const std::string dir = sof_dir("printf 'plain' > a.sof && printf 'packed' | gzip > b.sof && "
-                                    "printf '\\037\\213\\010' > c.sof && touch d.img");
-    EXPECT_TRUE(checker.check_sof());
-    ASSERT_EQ(access.sof_size(), 3u);
-    EXPECT_EQ(access.sof_fullpath(1), dir + "b.sof");
-    EXPECT_EQ(pof_test_read(dir + "a.sof"), "plain");
-    EXPECT_EQ(pof_test_read(dir + "b.sof"), "packed");
-    EXPECT_EQ(pof_test_read(dir + "c.sof"), "\x1f\x8b\x08");
-    EXPECT_EQ(site.perl_runs(), std::vector<std::string>{dir + "auto_unzipped.pl"});
-    EXPECT_EQ(pof_test_read_command("ls " + dir), "a.sof\nb.sof\nc.sof\nd.img\n");
-}
-
-// Up to a hundred compressed SOFs take one unpacking script, more are split over threads.
-TEST_F(PofCheck, UnpackingScriptsFollowTheCountOfCompressedSofs)
+// Compressed SOFs are unpacked in place, up to a hundred by one script, more split over threads.
+// A 3-byte file that is all gzip header is a SOF but never counts as compressed; other files are
+// no SOFs.
+TEST_F(PofCheck, SofsAreListedAndUnpackedInPlace)
 {
     struct CASE {
         unsigned compressed;
         std::vector<std::string> scripts;
     };
     for (const CASE& c : {CASE{0, {}}, CASE{100, {"auto_unzipped.pl"}}, CASE{101, {"auto_unzipped0.pl", "auto_unzipped1.pl"}}}) {
-        pof_test_read_command("rm -rf " + site.root() + "sofs");
+        const std::string dir = site.root() + "sofs/";
+        pof_test_read_command("rm -rf " + dir + "; mkdir -p " + dir + " && cd " + dir +
+                              " && printf 'plain' > a.sof && printf '\\037\\213\\010' > c.sof && touch d.img; for i in $(seq 100 " +
+                              std::to_string(99 + c.compressed) + "); do echo design$i | gzip > s$i.sof; done");
+        access.set_die(CALDER5, C5D1, dir);
         site.clear_runs();
-        const std::string dir = sof_dir("printf 'plain' > a.sof; for i in $(seq 100 " + std::to_string(99 + c.compressed) +
-                                        "); do echo design$i | gzip > s$i.sof; done");
         EXPECT_TRUE(checker.check_sof());
+        EXPECT_EQ(access.sof_size(), c.compressed + 2) << c.compressed;
         std::vector<std::string> expected;
         for (const std::string& script : c.scripts)
             expected.push_back(dir + script);
         EXPECT_EQ(sorted(site.perl_runs()), expected) << c.compressed;
-        EXPECT_EQ(pof_test_read_command("cat " + dir + "*.sof | grep -c design"), std::to_string(c.compressed) + "\n");
-        EXPECT_EQ(pof_test_read_command("ls " + dir + " | grep -v -c '^[as][0-9]*[.]sof$'"), "0\n") << "scripts are gone";
+        EXPECT_EQ(pof_test_read(dir + "a.sof"), "plain");
+        EXPECT_EQ(pof_test_read(dir + "c.sof"), "\x1f\x8b\x08");
+        EXPECT_EQ(pof_test_read_command("cat " + dir + "s*.sof 2>/dev/null | grep -c design"), std::to_string(c.compressed) + "\n");
+        EXPECT_EQ(pof_test_read_command("ls " + dir + " | grep -v -c '^[acs][0-9]*[.]sof$\\|^d[.]img$'"), "0\n")
+            << "scripts are gone";
     }
 }
 
@@ -207,39 +174,10 @@ TEST_F(PofCheck, RefusedLogInNamesTheHostAndStopsTheDie)
     EXPECT_EQ(access.log(), expected);
 }
 
-// Every name a file system allows is a name: unpacked and removed as it is, and nothing it
-// spells runs.
-TEST_F(PofCheck, HostileNamesAreNamesNeverCommands)
-{
-    const char* const names[] = {"a;touch injected;", "b$(touch injected)", "it's `touch injected`", "my sof",
-                                 "-lead", "\"quoted\" @x \\ \u00e9"};
-    std::string make;
-    for (const char* name : names)
-        make += "printf design | gzip > " + pgmdq_shell_quote(std::string(name) + ".sof") + "; ";
-    const std::string dir = sof_dir(make);
-    EXPECT_TRUE(checker.check_sof());
-    EXPECT_EQ(access.sof_size(), std::size(names));
-    EXPECT_EQ(pof_test_read_command("cd " + dir + " && cat -- *.sof | grep -a -o design | wc -l"), "6\n")
-        << "every SOF unpacked in place";
-    EXPECT_EQ(pof_test_read_command("ls -A " + dir + " | grep -c -v '[.]sof$'"), "0\n") << "no copy or script is left";
-    for (const char* name : names)
-        EXPECT_TRUE(checker.rm_rf_file(dir + name + ".sof")) << name;
-    EXPECT_FALSE(pof_test_exists(dir + "injected"));
-    EXPECT_EQ(pof_test_read_command("ls -A " + dir), "");
-}
-
 // ---------------------------------------------------------------------------------------------
 // Personal tests
 
-struct PERSONAL_CASE {
-    const char* name;
-    QCheckBox* (PGMDQ_POF_CHECKER_TEST_ACCESS::*click)();  // the skip box clicked, if any
-    std::vector<std::string> premade;   // made before the run: "img", "dat", "icd.rbf"
-    std::vector<std::string> logins;    // the Python scripts run, sorted ("<dir>" stands for the directory)
-    std::vector<std::string> kept;      // extensions left beside the SOFs besides the raw binaries
-};
-
-class PofPersonal : public PofCheck, public ::testing::WithParamInterface<PERSONAL_CASE> {
+class PofPersonal : public PofCheck {
 protected:
     std::string dir;
     std::vector<std::string> sofs = {"c5d1_design01", "c5d1_design02", "c5d1_design03"};
@@ -290,7 +228,10 @@ protected:
             lines.push_back("Info: POF checking passed - " + dir + sof + ".sof");
         return lines;
     }
-    std::string listing() const { return pof_test_read_command("cd " + dir + " && find . -maxdepth 1 -type f | sort"); }
+    std::string listing() const
+    {
+        return pof_test_read_command("cd " + pgmdq_shell_quote(dir) + " && find . -maxdepth 1 -type f | LC_ALL=C sort");
+    }
     std::string expected_listing(std::vector<std::string> kept) const
     {
         kept.insert(kept.end(), {"sof", "rbf", "icd.rbf", "pgm.icd.rbf"});
@@ -312,9 +253,19 @@ protected:
     }
 };
 
-TEST_P(PofPersonal, SkipBoxesLeaveOutTheirStepsAndKeepTheirInputs)
+struct SKIP_CASE {
+    const char* name;
+    QCheckBox* (PGMDQ_POF_CHECKER_TEST_ACCESS::*click)();  // the skip box clicked, if any
+    std::vector<std::string> premade;   // made before the run: "img", "dat", "icd.rbf"
+    std::vector<std::string> logins;    // the Python scripts run, sorted, in the directory
+    std::vector<std::string> kept;      // extensions left beside the SOFs besides the raw binaries
+};
+
+class PofSkips : public PofPersonal, public ::testing::WithParamInterface<SKIP_CASE> {};
+
+TEST_P(PofSkips, SkipBoxesLeaveOutTheirStepsAndKeepTheirInputs)
 {
-    const PERSONAL_CASE& c = GetParam();
+    const SKIP_CASE& c = GetParam();
     prepare(3);
     premake(c.premade);
     if (c.click)
@@ -327,17 +278,56 @@ TEST_P(PofPersonal, SkipBoxesLeaveOutTheirStepsAndKeepTheirInputs)
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    Skips, PofPersonal,
+    Skips, PofSkips,
     ::testing::Values(
-        PERSONAL_CASE{"Nothing", nullptr, {}, {"auto_gen_dat0.py", "auto_gen_dat1.py", "auto_gen_dat2.py", "auto_gen_img.py"}, {}},
-        PERSONAL_CASE{"Images", &PGMDQ_POF_CHECKER_TEST_ACCESS::skip_img_check, {"img"}, {"auto_gen_dat0.py", "auto_gen_dat1.py", "auto_gen_dat2.py"}, {"img"}},
-        PERSONAL_CASE{"ImagesAndDat", &PGMDQ_POF_CHECKER_TEST_ACCESS::skip_dat_check, {"img", "dat"}, {}, {"img", "dat"}},
-        PERSONAL_CASE{"Everything", &PGMDQ_POF_CHECKER_TEST_ACCESS::skip_icd_rbf_check, {"img", "dat", "icd.rbf"}, {}, {"img", "dat"}}),
-    [](const ::testing::TestParamInfo<PERSONAL_CASE>& info) { return std::string(info.param.name); });
+        SKIP_CASE{"Nothing", nullptr, {}, {"auto_gen_dat0.py", "auto_gen_dat1.py", "auto_gen_dat2.py", "auto_gen_img.py"}, {}},
+        SKIP_CASE{"Images", &PGMDQ_POF_CHECKER_TEST_ACCESS::skip_img_check, {"img"}, {"auto_gen_dat0.py", "auto_gen_dat1.py", "auto_gen_dat2.py"}, {"img"}},
+        SKIP_CASE{"ImagesAndDat", &PGMDQ_POF_CHECKER_TEST_ACCESS::skip_dat_check, {"img", "dat"}, {}, {"img", "dat"}},
+        SKIP_CASE{"Everything", &PGMDQ_POF_CHECKER_TEST_ACCESS::skip_icd_rbf_check, {"img", "dat", "icd.rbf"}, {}, {"img", "dat"}}),
+    [](const ::testing::TestParamInfo<SKIP_CASE>& info) { return std::string(info.param.name); });
+
+// One SOF never makes DAT files in threads: its DAT comes from its own script. With the
+// recursive switch each sub-directory is checked instead of the directory, or the directory
+// itself when it has none. Sub-directories are named with a backslash appended, on every
+// platform, so each is reported as holding no SOF.
+struct RECURSION_CASE {
+    const char* name;
+    bool recursive;
+    std::vector<std::string> sub_dirs;  // the first with a copy of the SOF
+};
+
+class PofRecursion : public PofPersonal, public ::testing::WithParamInterface<RECURSION_CASE> {};
+
+TEST_P(PofRecursion, SwitchDecidesWhichDirectoriesAreChecked)
+{
+    const RECURSION_CASE& c = GetParam();
+    prepare(1);
+    for (const std::string& sub : c.sub_dirs)
+        pof_test_read_command("mkdir " + dir + sub + (sub == c.sub_dirs[0] ? " && cp " + dir + "*.sof " + dir + sub : ""));
+    gen_set_setting("switches/PGMDQ_RECURSIVE_PERSONEL_TEST", c.recursive ? "on" : "off");
+    access.check_button()->click();
+    gen_set_setting("switches/PGMDQ_RECURSIVE_PERSONEL_TEST", "off");
+    if (c.recursive && !c.sub_dirs.empty()) {
+        std::vector<std::string> errors;
+        for (const std::string& sub : c.sub_dirs)
+            errors.push_back("Error: Can't detect any sof in directory " + dir + sub + "\\");
+        EXPECT_EQ(sorted(access.log()), errors);
+        EXPECT_TRUE(site.python_runs().empty());
+    } else {
+        EXPECT_EQ(access.log(), passed_lines(true));
+        EXPECT_EQ(site.python_runs(), with_dir({"auto_gen_img.py", "c5d1_design01.py"}));
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Switch, PofRecursion,
+    ::testing::Values(RECURSION_CASE{"OnWithoutSubDirectories", true, {}}, RECURSION_CASE{"OnWithSubDirectories", true, {"a", "b"}},
+                      RECURSION_CASE{"Off", false, {"a"}}),
+    [](const ::testing::TestParamInfo<RECURSION_CASE>& info) { return std::string(info.param.name); });
 
 // A folder and SOFs with blanks, quotes, "$", ";", backquotes, a leading "-" and non-ASCII in
-// their names are checked like any other, through every script and log-in, and nothing their
-// names spell runs.
+// their names are checked like any other, through every script and log-in (one of them is
+// unpacked first), the products are removed by their names, and nothing their names spell runs.
 TEST_F(PofPersonal, NamesOfAnyFormAreChecked)
 {
     prepare(2);
@@ -353,6 +343,7 @@ TEST_F(PofPersonal, NamesOfAnyFormAreChecked)
     access.dir_edit()->setText(QString::fromStdString(site.name() + "/" + folder));
     access.check_button()->click();
     EXPECT_EQ(access.log(), passed_lines(true));
+    EXPECT_EQ(listing(), expected_listing({})) << "products removed by their names";
     EXPECT_EQ(pof_test_read_command("find " + site.build() + " -name injected"), "");
 }
 
@@ -373,230 +364,51 @@ TEST_F(PofPersonal, ScriptsAreGoneAfterAnInternalError)
     EXPECT_EQ(access.thread_batch(), nullptr);
 }
 
-// One SOF never makes DAT files in threads: its DAT comes from its own script. With the
-// recursive switch and no sub-directory the directory itself is checked.
-TEST_F(PofPersonal, OneSofTakesTheOneSofDatScript)
-{
-    gen_set_setting("switches/PGMDQ_RECURSIVE_PERSONEL_TEST", "on");
-    prepare(1);
-    access.check_button()->click();
-    gen_set_setting("switches/PGMDQ_RECURSIVE_PERSONEL_TEST", "off");
-    EXPECT_EQ(access.log(), passed_lines(true));
-    EXPECT_EQ(site.python_runs(), with_dir({"auto_gen_img.py", "c5d1_design01.py"}));
-}
-
-// Sub-directories are named with a backslash appended, on every platform, so here each is
-// reported as holding no SOF.
-TEST_F(PofPersonal, RecursiveSwitchChecksEachSubDirectory)
-{
-    prepare(1);
-    pof_test_read_command("mkdir " + dir + "a " + dir + "b && cp " + dir + "*.sof " + dir + "a/");
-    gen_set_setting("switches/PGMDQ_RECURSIVE_PERSONEL_TEST", "on");
-    access.check_button()->click();
-    gen_set_setting("switches/PGMDQ_RECURSIVE_PERSONEL_TEST", "off");
-    EXPECT_EQ(sorted(access.log()), (std::vector<std::string>{"Error: Can't detect any sof in directory " + dir + "a\\",
-                                                              "Error: Can't detect any sof in directory " + dir + "b\\"}));
-    EXPECT_TRUE(site.python_runs().empty());
-}
-
-TEST_F(PofPersonal, WithoutTheSwitchSubDirectoriesAreNotChecked)
-{
-    prepare(1);
-    pof_test_read_command("mkdir " + dir + "a");
-    access.check_button()->click();
-    EXPECT_EQ(access.log(), passed_lines(true));
-}
-
-
 // ---------------------------------------------------------------------------------------------
-// Generated scripts
-
-class PofScripts : public PofCheck {
-protected:
-    std::string dir;   // the work directory, a personal test's
-    std::string kept;  // where the stand-in Python command keeps each script it was given
-
-    void SetUp() override
-    {
-        dir = site.root() + "d/";
-        kept = site.root() + "kept/";
-        pof_test_read_command("mkdir -p " + dir + " " + kept);
-        access.personal_test_check()->setChecked(true);  // a personal test unless a test says otherwise
-        site.log_in(access);
-        access.set_die(CALDER5, C5D1, dir);
-        checker.check_sof2img();
-        access.clear_log();
-        gen_set_setting("icd_emulator/C5D1", "/emu/C5D1");
-        gen_set_setting("icd_emulator/B5D1", "/emu/B5D1");
-        // A Python command that keeps a copy of each script and its mode, and logs in nowhere.
-        pof_test_write(kept + "keep.sh", "cp \"$1\" " + kept + "$(basename \"$1\")\nstat -c %a \"$1\" > " + kept +
-                                             "$(basename \"$1\").mode\n");
-        gen_set_setting("pof_checker/python_rk_src", "sh " + kept + "keep.sh");
-    }
-    void set_sofs(unsigned count)
-    {
-        std::vector<std::string> names;
-        for (unsigned i = 0; i < count; ++i)
-            names.push_back("s" + std::to_string(10 + i) + ".sof");
-        access.set_sof_files(names);
-    }
-    std::string kept_script(const std::string& name) const { return pof_test_read(kept + name); }
-    std::string kept_mode(const std::string& name) const { return pof_test_read(kept + name + ".mode"); }
-    std::string image_line(const std::string& base, unsigned i) const
-    {
-        const std::string sof = "s" + std::to_string(10 + i);
-        return "system (\"'S:/data/" + site.name() + "/sof2img/calder5_sof2img.exe' '" + base + sof + ".sof' '" + base +
-               sof + ".img' -s2i C5D1\");\n";
-    }
-    // The image Python script of a personal test of "me/die", for the whole list or one part.
-    std::string image_python(const std::string& part, const char* timeout, const char* tail) const
-    {
-        return preamble("loopback-ws", timeout) + "print(\"Doing mounting\")\n" +
-               "p.sendline('mount //loopback-fs/pofshare S:')\n" + "p.sendline('perl \\'S:/data/me/die/" + part + ".pl\\'')\n" +
-               "i=p.expect('POF CHECKER - IMG CONVERSION DONE\\r?\\n')\n" + "p.sendline('exit')\n" + "p.close()\n" + tail;
-    }
-    static std::string mode(const std::string& path)
-    {
-        struct stat info;
-        return stat(path.c_str(), &info) == 0 ? std::to_string(info.st_mode & 0777) : "none";
-    }
-};
-
-// A regression's image script names the die directory, a personal test's its own directory.
-TEST_F(PofScripts, ImagePerlScriptNamesTheDirectoryOfTheMode)
-{
-    const std::string done = "print \"POF CHECKER - IMG CONVERSION DONE\\n\"\n";
-    set_sofs(1);
-    access.dir_edit()->setText("me\\die");
-    EXPECT_TRUE(checker.create_img_perl());
-    EXPECT_EQ(pof_test_read(dir + "auto_gen_img.pl"), image_line("S:/data/me/die/", 0) + done);
-
-    set_sofs(2);
-    access.set_regression(true);
-    EXPECT_TRUE(checker.create_img_perl());
-    const std::string base = "S:/data/" + site.name() + "/calder5/C5D1/";
-    EXPECT_EQ(pof_test_read(dir + "auto_gen_img.pl"), image_line(base, 0) + image_line(base, 1) + done);
-    EXPECT_EQ(mode(dir + "auto_gen_img.pl"), std::to_string(0600));
-}
-
-TEST_F(PofScripts, SixteenSofsSplitTheImagePerlScriptInSix)
-{
-    set_sofs(16);
-    access.dir_edit()->setText("me/die");
-    EXPECT_TRUE(checker.create_img_perl());
-    EXPECT_FALSE(pof_test_exists(dir + "auto_gen_img.pl"));
-    for (unsigned k = 0; k < 6; ++k) {
-        std::string expected;
-        for (unsigned i = k; i < 16; i += 6)
-            expected += image_line("S:/data/me/die/", i);
-        expected += "print \"POF CHECKER - IMG CONVERSION DONE\\n\"\n\n";
-        EXPECT_EQ(pof_test_read(dir + "auto_gen_img" + std::to_string(k) + ".pl"), expected) << k;
-    }
-}
-
-TEST_F(PofScripts, ImagePythonScriptLogsInOnceMountsAndRunsThePerlScript)
-{
-    set_sofs(15);
-    access.dir_edit()->setText("me/die");
-    EXPECT_FALSE(checker.create_img());
-    EXPECT_EQ(kept_script("auto_gen_img.py"), image_python("auto_gen_img", "4500", ""));
-    EXPECT_EQ(kept_mode("auto_gen_img.py"), "600\n");
-    EXPECT_FALSE(pof_test_exists(dir + "auto_gen_img.py"));
-    EXPECT_EQ(access.log(), std::vector<std::string>{"POF Error: Found 0 image file(s)"});
-}
-
-// Each of the six parts logs in by itself; a part that ends far sooner than expected (here all
-// of them, as the stand-in does nothing) is run twice more.
-TEST_F(PofScripts, SixteenSofsTakeSixLogInsOnSixThreads)
-{
-    set_sofs(16);
-    access.dir_edit()->setText("me/die");
-    EXPECT_FALSE(checker.create_img());
-    for (unsigned k = 0; k < 6; ++k) {
-        const std::string part = "auto_gen_img" + std::to_string(k);
-        EXPECT_EQ(kept_script(part + ".py"), image_python(part, "600", "\n")) << k;
-        EXPECT_EQ(kept_mode(part + ".py"), "600\n");
-        EXPECT_FALSE(pof_test_exists(dir + part + ".py"));
-    }
-    EXPECT_EQ(access.thread_batch(), nullptr);
-}
-
-TEST_F(PofScripts, DatPerlScriptPerFolderWithoutRifForAFamilyWithout)
-{
-    set_sofs(2);
-    for (bool moved : {false, true}) {
-        EXPECT_TRUE(checker.create_icd_dat_perl(moved));
-        for (unsigned t = 0; t < 2; ++t) {
-            const std::string folder = dir + "auto_gen_dat" + std::to_string(t);
-            const std::string sof = "s" + std::to_string(10 + t);
-            std::string expected = "system (\"/emu/C5D1 -o '" + folder + "/" + sof + "' -m3 -img '" +
-                                   (moved ? folder + "/" : dir) + sof + ".img'\");\n";
-            for (const char* leftover : {"cram", "redfuses", "s4_debug", "s4_info", "option_bits_out", "cff"})
-                expected += "system (\"rm -rf '" + folder + "'/*." + leftover + "\");\n";
-            expected += "system (\"mv '" + folder + "/" + sof + ".dat' '" + dir + ".'\");\n";
-            expected += "print \"POF CHECKER - DAT CONVERSION DONE\"\n";
-            EXPECT_EQ(pof_test_read(folder + ".pl"), expected) << t << moved;
-        }
-    }
-}
-
-TEST_F(PofScripts, DatPerlScriptNamesTheRedundancyFileOfAFamilyWithOne)
-{
-    access.set_family_die(BOREAL5, B5D1);
-    checker.check_rif();
-    set_sofs(1);
-    EXPECT_TRUE(checker.create_icd_dat_perl(false));
-    const std::string script = pof_test_read(dir + "auto_gen_dat0.pl");
-    EXPECT_EQ(script.substr(0, script.find('\n')), "system (\"/emu/B5D1 -o '" + dir + "auto_gen_dat0/s10' -m3 -img '" + dir + "s10.img' -rif '" +
-                              site.root() + "boreal5/B5D1/B5D1.rif'\");");
-}
-
-TEST_F(PofScripts, DatPythonScriptsOnePerFolderEachWithItsOwnLogIn)
-{
-    set_sofs(2);
-    EXPECT_TRUE(checker.create_icd_dat());
-    ASSERT_NE(access.thread_batch(), nullptr);  // left running: the RBF step waits for each DAT
-    access.finish_batch();
-    for (unsigned t = 0; t < 2; ++t) {
-        const std::string part = "auto_gen_dat" + std::to_string(t);
-        EXPECT_EQ(kept_script(part + ".py"), preamble("loopback-linux", "1200") + "p.sendline('perl \\'" +
-                                                 dir + part + ".pl\\'')\n" +
-                                                 "i=p.expect('POF CHECKER - DAT CONVERSION DONE')\n" +
-                                                 "p.sendline('exit')\n" + "p.close()\n\n");
-        EXPECT_EQ(kept_mode(part + ".py"), "600\n");
-        EXPECT_FALSE(pof_test_exists(dir + part + ".py"));
-    }
-    EXPECT_FALSE(pof_test_exists(dir + "auto_gen_dat.py"));
-}
+// The account
 
 // The password may hold any character and reaches the log-in through the script's environment
 // only, unchanged; no script holds it.
-TEST_F(PofScripts, PasswordReachesTheLogInThroughItsEnvironmentOnly)
+TEST_F(PofCheck, PasswordReachesTheLogInThroughItsEnvironmentOnly)
 {
+    const std::string dir = site.root() + "d/", kept = site.root() + "kept/";
+    pof_test_read_command("mkdir -p " + dir + " " + kept);
     const std::string password = "it's \\ \"$HOME\" `x` \u00e9";
-    set_sofs(1);
+    site.log_in(access);
     access.password_edit()->setText(QString::fromStdString(password));
+    access.personal_test_check()->setChecked(true);
+    access.set_die(CALDER5, C5D1, dir);
+    checker.check_sof2img();
+    access.set_sof_files({"s.sof"});
+    // A Python command that keeps each script and the password it was given, and logs in nowhere.
     pof_test_write(kept + "keep.sh", "cp \"$1\" " + kept + "\nprintf %s \"$POF_CHECKER_PASSWORD\" > " + kept + "password\n");
+    gen_set_setting("pof_checker/python_rk_src", "sh " + kept + "keep.sh");
     checker.create_img();
     EXPECT_EQ(pof_test_read(kept + "password"), password);
+    EXPECT_NE(pof_test_read_command("ls " + kept + "*.py"), "");
     EXPECT_EQ(pof_test_read_command("grep -rlF -- " + pgmdq_shell_quote(password) + " " + kept + "*.py"), "");
 }
 
 // Only a login name goes onto ssh's command line: anything else stops the check before it starts.
-TEST_F(PofScripts, UserNameMustBeALoginName)
+TEST_F(PofCheck, UserNameMustBeALoginName)
 {
     const std::string rule = "\": a user name is letters, digits, \".\", \"_\" and \"-\", does not start with \"-\" and "
                              "has at most 32 characters";
+    site.log_in(access);
+    access.personal_test_check()->setChecked(true);
+    access.dir_edit()->setText("me/die");
     for (const std::string& name : {std::string("-oProxyCommand=touch${IFS}/tmp/x x"), std::string("a b"),
                                     std::string(33, 'a'), std::string("\u00e9")}) {
         access.clear_log();
-        access.dir_edit()->setText("me/die");
         access.username_edit()->setText(QString::fromStdString(name));
         access.check_button()->click();
         EXPECT_EQ(access.log(), std::vector<std::string>{"Error: Can't log in as \"" + name + rule}) << name;
     }
     EXPECT_TRUE(site.python_runs().empty());
 }
+
+// ---------------------------------------------------------------------------------------------
+// The image step
 
 // The real workstation: 15 SOFs are converted over one log-in by one Perl run, 16 by six parts,
 // each over its own log-in.
@@ -629,6 +441,11 @@ TEST_F(PofCheck, FifteenSofsOneLogInSixteenSixParts)
         expected_python.push_back(site.root() + "auto_gen_img" + std::to_string(k) + ".py");
         expected_perl.push_back("S:/data/" + site.name() + "/auto_gen_img" + std::to_string(k) + ".pl");
     }
+    const auto distinct = [](std::vector<std::string> lines) {
+        lines = sorted(lines);
+        lines.erase(std::unique(lines.begin(), lines.end()), lines.end());
+        return lines;
+    };
     EXPECT_EQ(distinct(site.python_runs()), expected_python) << "a part may be retried";
     EXPECT_EQ(distinct(site.perl_runs()), expected_perl);
 }

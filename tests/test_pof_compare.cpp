@@ -1,15 +1,14 @@
 // The comparison of PGM and ICD raw binaries on a release made by the release maker, with images
 // from the family converters and DAT files from each die's control-block emulator: a good die
 // passes, a flipped DAT bit fails exactly its SOF, the disagreeing emulator fails every SOF,
-// missing inputs are reported and the run goes on, and the debug box writes the core sections.
+// missing inputs are reported and the others still compared, and the debug box writes the core
+// sections.
 #include "pof_test_support.h"
 
-#include "gen.h"
 #include "pgm.h"
 
 #include <cstdlib>
-#include <memory>
-#include <sys/stat.h>
+#include <functional>
 
 namespace {
 
@@ -127,49 +126,49 @@ TEST_F(PofCompare, VerdictsFollowTheComparedBytes)
     }
 }
 
-// With the ICD RBFs already there, a SOF without one is reported and the others are compared.
-TEST_F(PofCompare, MissingIcdRbfEndsOnlyThatComparison)
+// Missing or unreadable inputs are reported and the other SOFs are still compared: an ICD RBF
+// missing where the user skipped making them, a design the programmer cannot read, and no image
+// at all (so no DAT file either).
+TEST_F(PofCompare, MissingInputsAreReported)
 {
-    prepare_die(CALDER5, C5D1);
-    for (unsigned i = 0; i < SOFS; ++i)
-        checker.create_icd_rbf(path(i, "dat"));
-    run("rm " + path(1, "icd.rbf"));
-    access.set_skips(true, true, true);
-    EXPECT_TRUE(checker.create_rbf());
-    EXPECT_EQ(access.log(), std::vector<std::string>({verdicts({true})[0],
-                                                      "POF Error: Fail to get source file(s) - comparison terminated : " +
-                                                          path(1, "icd.rbf"),
-                                                      verdicts({true, true, true})[2]}));
-    EXPECT_TRUE(pof_test_exists(path(0, "img"))) << "skipped steps keep their inputs";
-}
-
-TEST_F(PofCompare, MissingPgmRbfEndsTheComparison)
-{
-    prepare_die(CALDER5, C5D1);
-    checker.create_icd_rbf(path(0, "dat"));
-    const std::unique_ptr<PGM_CHAIN_ELEMENT> element(checker.create_pgm_rbf(die_dir + sofs[0]));
-    ASSERT_NE(element, nullptr);
-    run("rm " + path(0, "rbf"));
-    checker.modify_crc_pgm_rbf(element.get(), die_dir + sofs[0]);
-    EXPECT_EQ(access.log(), std::vector<std::string>(
-                                {"POF Error: Fail to get source file(s) - comparison terminated : " + path(0, "rbf")}));
-    EXPECT_FALSE(pof_test_exists(path(0, "pgm.icd.rbf")));
-}
-
-TEST_F(PofCompare, UnreadableDesignIsReported)
-{
-    prepare_die(CALDER5, C5D1);
-    pof_test_write(die_dir + sofs[2], "not a design");
-    EXPECT_TRUE(checker.create_rbf_in_thread());
-    EXPECT_EQ(access.log().back(), "POF Error: Programmer fail to generate RBF for " + die_dir + sofs[2]);
-}
-
-TEST_F(PofCompare, NoImageMeansNoDatFile)
-{
-    prepare_die(CALDER5, C5D1);
-    run("rm " + die_dir + "*.img");
-    EXPECT_FALSE(checker.create_rbf());
-    EXPECT_EQ(access.log(), std::vector<std::string>({"Error: Fail to create any dat file for C5D1"}));
+    struct CASE {
+        std::function<void()> sabotage;
+        bool skip_all, thread, result;
+        std::function<std::vector<std::string>()> log;
+    };
+    const CASE cases[] = {
+        {[&] {
+             for (unsigned i = 0; i < SOFS; ++i)
+                 checker.create_icd_rbf(path(i, "dat"));
+             run("rm " + path(1, "icd.rbf"));
+         },
+         true, false, true,
+         [&] {
+             return std::vector<std::string>{verdicts({true})[0],
+                                             "POF Error: Fail to get source file(s) - comparison terminated : " + path(1, "icd.rbf"),
+                                             verdicts({true, true, true})[2]};
+         }},
+        {[&] { pof_test_write(die_dir + sofs[2], "not a design"); }, false, true, true,
+         [&] {
+             std::vector<std::string> lines = verdicts({true, true});
+             lines.push_back("POF Error: Programmer fail to generate RBF for " + die_dir + sofs[2]);
+             return lines;
+         }},
+        {[&] { run("rm " + die_dir + "*.img"); }, false, false, false,
+         [] { return std::vector<std::string>{"Error: Fail to create any dat file for C5D1"}; }},
+    };
+    for (const CASE& c : cases) {
+        access.clear_log();
+        prepare_die(CALDER5, C5D1);
+        c.sabotage();
+        access.set_skips(c.skip_all, c.skip_all, c.skip_all);
+        EXPECT_EQ(c.thread ? checker.create_rbf_in_thread() : checker.create_rbf(), c.result);
+        EXPECT_EQ(access.log(), c.log());
+        if (c.skip_all) {
+            EXPECT_TRUE(pof_test_exists(path(0, "img"))) << "skipped steps keep their inputs";
+        }
+        run("rm -rf " + die_dir);
+    }
 }
 
 TEST_F(PofCompare, DebugBoxWritesEachCoreSection)
@@ -186,47 +185,4 @@ TEST_F(PofCompare, DebugBoxWritesEachCoreSection)
             EXPECT_EQ(pof_test_read(base(i) + "_pgmcore_" + std::to_string(n) + ".rbf"), icd) << "passed: equal";
         }
     EXPECT_FALSE(pof_test_exists(base(0) + "_icdcore_" + std::to_string(die->core_sections) + ".rbf"));
-}
-
-// One SOF after another, each DAT made by its own run of the site's Python command on the data
-// build host's script. Here that command is a stand-in that runs the die's emulator with the
-// script's base name, as the generated script would over its log-in.
-TEST_F(PofCompare, SofsOneAfterAnotherWithTheirOwnDatRuns)
-{
-    prepare_die(CALDER5, C5D1);
-    run("rm " + die_dir + "*.dat");
-    pof_test_write(die_dir + "python_stand_in.sh",
-                   "base=\"${1%.py}\"\ntest -s \"$1\" && exec " + release + "icd_emulator/C5D1/C5D1 -o \"$base\" -m3 -img \"$base.img\"\n");
-    gen_set_setting("pof_checker/python_rk_src", "sh " + die_dir + "python_stand_in.sh");
-    EXPECT_TRUE(checker.create_rbf());
-    gen_set_setting("pof_checker/python_rk_src", "python");
-    EXPECT_EQ(access.log(), verdicts({true, true, true}));
-    run("rm " + die_dir + "python_stand_in.sh");
-    std::string expected;
-    for (unsigned i = 0; i < SOFS; ++i)
-        for (const char* ext : {"icd.rbf", "pgm.icd.rbf", "rbf", "sof"})
-            expected += path(i, ext).substr(die_dir.size()) + "\n";
-    EXPECT_EQ(pof_test_read_command("cd " + die_dir + " && ls"), expected) << "scripts, images, DAT and intermediate files are gone";
-}
-
-// The one-SOF script logs in to the data-build host and runs the die's emulator; it carries the
-// password, so only its owner may read it.
-TEST_F(PofCompare, OneSofDatScript)
-{
-    prepare_die(CALDER5, C5D1);
-    gen_set_setting("pof_checker/data_build_host", "databuild");
-    gen_set_setting("icd_emulator/C5D1", "/emu/C5D1");
-    access.username_edit()->setText("engineer");
-    access.password_edit()->setText("secret");
-    const std::string script = checker.create_icd_dat_python(die_dir + sofs[0]);
-    EXPECT_EQ(script, path(0, "py"));
-    EXPECT_EQ(pof_test_read(script),
-              pof_test_python_preamble("engineer@databuild", "600") +
-              "p.sendline('/emu/C5D1 -o \\'" + base(0) + "\\' -m3 -img \\'" + path(0, "img") + "\\'')\n"
-              "i=p.expect_exact('End of running /emu/C5D1')\n"
-              "p.sendline('exit')\n"
-              "p.close()\n");
-    struct stat info;
-    ASSERT_EQ(stat(script.c_str(), &info), 0);
-    EXPECT_EQ(info.st_mode & 0777, 0600u);
 }

@@ -35,13 +35,12 @@ std::vector<unsigned char> random_bytes(std::mt19937& random, size_t size)
 
 } // namespace
 
-// CRC-16 is CRC-16/ARC. The serial CRC-32 reads bit 0 of each byte first into a right-shifting
-// register with the reflected polynomial: CRC-32/AUTOSAR once inverted. With one-bit words the
+// The serial CRC-32 reads bit 0 of each byte first into a right-shifting register with the
+// reflected polynomial: CRC-32/AUTOSAR once inverted. With one-bit words the
 // column-major form feeds the same bits into a left-shifting register with the unreflected
 // polynomial, the mirror image: its result, reflected, is the catalogue value again.
 TEST(PofCrcReference, CatalogueCheckValues)
 {
-    EXPECT_EQ(PGM_COMMON::calculate_crc16(CHECK_STRING, 0, CHECK_BITS, 0, 0xA001), 0xBB3D);
     EXPECT_EQ(PGMDQ_POF_CHECKER::calculate_crc32(CHECK_STRING, 0, CHECK_BITS, 0xFFFFFFFF, 32, true) ^ 0xFFFFFFFFu,
               0x1697D06Au);
     EXPECT_EQ(reverse_bits(PGMDQ_POF_CHECKER::calculate_crc32(CHECK_STRING, 0, CHECK_BITS, 0xFFFFFFFF, 1, false)) ^ 0xFFFFFFFFu,
@@ -114,36 +113,17 @@ INSTANTIATE_TEST_SUITE_P(Frames, PofCrcLinearity,
                                            LINEARITY_CASE{240, 208}, LINEARITY_CASE{8176, 8128},
                                            LINEARITY_CASE{8176, 3}));
 
-TEST_F(PofCrc, NoChangeKeepsTheCrcAndFillsTheCache)
+// No change keeps the CRC and still caches the block; entries are per position and message
+// length, so frames of another length never take them.
+TEST_F(PofCrc, CacheEntriesArePerPositionAndLength)
 {
+    EXPECT_EQ(checker.check_crc_list(176, 240), 0xFFFFFFFFu) << "an empty cache has no entry";
     EXPECT_EQ(checker.recalculate_crc(0x1234, 0, 176, 240), 0x1234u);
     EXPECT_EQ(access.crc_entries(), 16u);
     EXPECT_NE(checker.check_crc_list(176, 240), 0xFFFFFFFFu);
     EXPECT_NE(checker.check_crc_list(191, 240), 0xFFFFFFFFu);
     EXPECT_EQ(checker.check_crc_list(192, 240), 0xFFFFFFFFu);
-    EXPECT_EQ(checker.check_crc_list(176, 248), 0xFFFFFFFFu) << "entries are per message length";
-}
-
-TEST_F(PofCrc, CacheEntryIsTheSingleBitCrc)
-{
-    checker.calculate_crc(64, 10);
-    for (unsigned p = 10; p < 26; ++p) {
-        unsigned char message[8] = {};
-        message[p / 8] = (unsigned char)(1u << (p % 8));
-        EXPECT_EQ(checker.check_crc_list(p, 64), PGM_COMMON::calculate_crc16(message, 0, 64, 0, 0xA001));
-    }
-}
-
-TEST_F(PofCrc, LookupFollowsTheListsWhenTheyAreEmptied)
-{
-    EXPECT_EQ(checker.check_crc_list(0, 240), 0xFFFFFFFFu) << "an empty cache has no entry";
-    checker.calculate_crc(64, 0);
-    EXPECT_NE(checker.check_crc_list(3, 64), 0xFFFFFFFFu);
-    access.clear_crc_lists();
-    EXPECT_EQ(checker.check_crc_list(3, 64), 0xFFFFFFFFu);
-    checker.calculate_crc(64, 16);
-    EXPECT_EQ(checker.check_crc_list(3, 64), 0xFFFFFFFFu);
-    EXPECT_NE(checker.check_crc_list(20, 64), 0xFFFFFFFFu);
+    EXPECT_EQ(checker.check_crc_list(176, 248), 0xFFFFFFFFu);
 }
 
 TEST_F(PofCrc, BrokenCacheUseIsAnInternalError)

@@ -181,19 +181,6 @@ INSTANTIATE_TEST_SUITE_P(
                    {"s2i " + std::string(507, 'x') + "\n", ""}}),
     [](const ::testing::TestParamInfo<SPLIT_CASE>& info) { return std::string(info.param.name); });
 
-TEST_F(PofThreads, StartedAndWaitedPartsRunAndAreCleanedUp)
-{
-    std::string script = "out=" + dir + "out\n";
-    for (int k = 0; k < 5; ++k)
-        script += "echo " + std::to_string(k) + " >> $out.$$ # job\n";
-    pof_test_write(dir + "run.sh", script);
-    checker.run_thread_pl(dir + "run.sh", ".sh", "sh", "job", 2, 0, true, true);
-    EXPECT_EQ(access.thread_batch(), nullptr);
-    const std::set<std::string> left = names_in(dir);
-    EXPECT_EQ(left.size(), 2u) << "one output per part, scripts gone";
-    EXPECT_EQ(pof_test_read_command("cat " + dir + "out.* | sort"), "0\n1\n2\n3\n4\n");
-}
-
 // Started without waiting, the batch stays with the panel; the DAT wait watches the thread that
 // makes each file.
 TEST_F(PofThreads, DatWaitFollowsTheOwningThread)
@@ -284,19 +271,4 @@ TEST_F(PofThreads, CurrentDirectoryOfBothModes)
     EXPECT_EQ(access.rk_die_dir(), dir + "rk_data/me/dies/");
     access.dir_edit()->setText("me/none/");
     EXPECT_FALSE(checker.get_current_dir()) << "directory missing";
-}
-
-TEST_F(PofThreads, RedundancyFilePaths)
-{
-    gen_set_setting("pof_checker/rk_linux_test_dir", dir + "rk/");
-    gen_set_setting("pof_checker/nv_linux_test_dir", dir + "nv/");
-    access.set_family_die(0, 2);
-    access.site_check()->setChecked(true);
-    EXPECT_FALSE(checker.check_rif());
-    EXPECT_EQ(access.rif_path(), dir + "nv/boreal5/B5D3/B5D3.rif");
-    EXPECT_EQ(access.rk_rif_path(), dir + "rk/boreal5/B5D3/B5D3.rif");
-    EXPECT_EQ(access.log().back(), "Error: Redundancy file of B5D3 is missing (" + dir + "nv/boreal5/B5D3/B5D3.rif)");
-    std::system(("mkdir -p " + dir + "nv/boreal5/B5D3 && touch " + dir + "nv/boreal5/B5D3/B5D3.rif").c_str());
-    EXPECT_TRUE(checker.check_rif());
-    EXPECT_EQ(access.checked_path(), dir + "nv/boreal5/B5D3/B5D3.rif");
 }

@@ -1,7 +1,7 @@
-// The host services the plug-in stands on: messages, settings, paths, shell runs and the loader.
+// The host services the plug-in stands on: settings, paths and files. Messages are checked as the
+// plug-in posts them (test_messages), internal errors as the host shows them (test_host).
 #include "fio.h"
 #include "gen.h"
-#include "msg.h"
 
 #include <gtest/gtest.h>
 
@@ -11,11 +11,6 @@
 
 namespace {
 
-struct RECORDING_SINK : MSG_SINK {
-    std::vector<std::pair<MSG_KIND, std::string>> rows;
-    void receive(MSG_KIND kind, int, const std::string& text) override { rows.emplace_back(kind, text); }
-};
-
 std::string temp_dir()
 {
     char pattern[] = "/tmp/suite_services.XXXXXX";
@@ -23,65 +18,6 @@ std::string temp_dir()
 }
 
 } // namespace
-
-TEST(Messages, TemplateArgumentsAndKey)
-{
-    MSG_E message("Can't save or open file %1!s!/EPGMDQ_FILE_IO_ERROR");
-    message.fill_args("/tmp/a.wvf");
-    EXPECT_EQ(message.text(), "Can't save or open file /tmp/a.wvf");
-    EXPECT_EQ(message.key(), "EPGMDQ_FILE_IO_ERROR");
-}
-
-TEST(Messages, PostedByRegistrationAndSuppressionOfNullMessages)
-{
-    RECORDING_SINK sink;
-    msg_set_sink(&sink);
-    const int ids[] = {900001, 900002};
-    const int types[] = {MSG_REGISTRATION_ERROR, MSG_REGISTRATION_INFO};
-    MSG_ID_REGISTRAR registrar(ids, types, 2);
-
-    auto* error = new MSG_E("%1!s!/E_KEY");
-    error->fill_args("broken");
-    error->set_id(900001);
-    msg_post(error);
-    msg_post(new MSG_I_NULL());
-    auto* mismatched = new MSG_I("%1!s!/I_KEY");
-    mismatched->fill_args("wrong kind");
-    mismatched->set_id(900001);
-    msg_post(mismatched);
-    msg_set_sink(nullptr);
-
-    ASSERT_EQ(sink.rows.size(), 2u);
-    EXPECT_EQ(sink.rows[0].first, MSG_KIND::ERROR);
-    EXPECT_EQ(sink.rows[0].second, "broken");
-    EXPECT_EQ(sink.rows[1].first, MSG_KIND::WARNING);
-}
-
-TEST(Messages, DebugMessagesFollowTheConfiguredLevel)
-{
-    RECORDING_SINK sink;
-    msg_set_sink(&sink);
-    msg_set_debug_level(1);
-    msg_post(new MSG_D("PGMDQ", 2, "hidden"));
-    msg_post(new MSG_D("PGMDQ", 1, "shown"));
-    msg_set_debug_level(0);
-    msg_set_sink(nullptr);
-    ASSERT_EQ(sink.rows.size(), 1u);
-    EXPECT_EQ(sink.rows[0].second, "PGMDQ: shown");
-}
-
-TEST(Messages, InternalErrorThrowsWithItsPlace)
-{
-    try {
-        MSG_INTERNAL_ERROR::report("count > 0", "PGMDQ", "pgmdq_cookie_monster", 42);
-        FAIL() << "report returned";
-    } catch (const MSG_INTERNAL_ERROR_EXCEPTION& error) {
-        EXPECT_EQ(error.text(), "count > 0");
-        EXPECT_EQ(error.module(), "PGMDQ");
-        EXPECT_EQ(error.file(), "pgmdq_cookie_monster");
-        EXPECT_EQ(error.line(), 42);
-    }
-}
 
 TEST(Settings, ValuesSwitchesAndOverrides)
 {

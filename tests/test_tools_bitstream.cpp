@@ -15,7 +15,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
-#include <random>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -203,35 +202,6 @@ INSTANTIATE_TEST_SUITE_P(Release, Die,
                                          DIE_CASE{"dunlin5", "D5D2", "", 0}),
                          [](const testing::TestParamInfo<DIE_CASE>& info) { return std::string(info.param.die); });
 
-// With the redundancy file, the repaired core frames' core words carry their fuses; no other core
-// word changes.
-TEST_F(ToolsRelease, RedundancyFusesRepairTheirCoreFrames)
-{
-    const std::string dir = die_dir("boreal5", "B5D1");
-    const std::string base = dir + "b5d1_design02";
-    make_dat("boreal5", "B5D1", base, " -rif " + dir + "B5D1.rif");
-    std::vector<unsigned char> with_fuses;
-    std::string problem;
-    ASSERT_TRUE(read_dat(base + ".dat", with_fuses, problem)) << problem;
-
-    std::ofstream(dir + "none.rif") << "# no repairs\nDIE B5D1\n";
-    make_dat("boreal5", "B5D1", base, " -rif " + dir + "none.rif");
-    std::vector<unsigned char> without;
-    ASSERT_TRUE(read_dat(base + ".dat", without, problem)) << problem;
-
-    CB_FUSES fuses;
-    ASSERT_TRUE(cb_read_rif(dir + "B5D1.rif", *cb_find_die("B5D1"), fuses, problem)) << problem;
-    ASSERT_EQ(fuses.size(), 4u);
-    const std::size_t core_start = 64 + 64 * 32, frame_bytes = 32;
-    for (std::size_t frame = 0; frame < 32; ++frame) {
-        const std::size_t word = core_start + frame * frame_bytes + frame_bytes - 4;
-        const auto fuse = fuses.find(frame);
-        EXPECT_EQ(cb_get_le(&with_fuses[word], 2) ^ cb_get_le(&without[word], 2),
-                  fuse == fuses.end() ? 0u : fuse->second)
-            << "core frame " << frame;
-    }
-}
-
 // Every refusal names its reason, leaves no DAT behind, and the emulator still ends with the line
 // the remote scripts wait for.
 struct REFUSAL {
@@ -285,32 +255,6 @@ INSTANTIATE_TEST_SUITE_P(
         REFUSAL{"EmulatorUsage", "$E/C5D1/C5D1 -o $D", 1, "usage:"}),
     [](const testing::TestParamInfo<REFUSAL>& info) { return std::string(info.param.name); });
 
-// Three SOFs per die of which the third is gzip-compressed and unpacks into a design the
-// programmer reads, redundancy files for the family that has them, only the dies asked for, and
-// the documented disagreement. (The die test runs every family's converter and each die's emulator.)
-TEST_F(ToolsRelease, TreeLayout)
-{
-    for (const std::string die : {"B5D1", "C5D1", "C5D2", "D5D1", "D5D2", "KS50"}) {
-        const std::string family = cb_find_die(die)->family;
-        for (int k = 1; k <= 3; ++k) {
-            std::string path = die_dir(family, die) + lower(die) + "_design0" + std::to_string(k) + ".sof";
-            if (k == 3) {
-                const std::string plain = s_root + "/unpacked.sof";
-                ASSERT_EQ(run("gzip -dc " + path + " > " + plain).status, 0) << path;
-                path = plain;
-            }
-            PGM_CHAIN_ELEMENT element(nullptr);
-            element.set_design_file(path);
-            EXPECT_TRUE(element.create_chain_element(1, 0, die.c_str(), 0, 0, 0)) << element.get_error();
-        }
-        EXPECT_EQ(exists(die_dir(family, die) + die + ".rif"), family == "boreal5") << die;
-    }
-    EXPECT_FALSE(exists(s_release + "/kestrel/KS470"));
-    std::ifstream notes(s_release + "/RELEASE.txt");
-    const std::string text((std::istreambuf_iterator<char>(notes)), {});
-    EXPECT_NE(text.find("disagreement D5D2: "), std::string::npos) << text;
-}
-
 TEST(ReleaseMaker, RefusesUnknownDiesAndBadOptions)
 {
     const std::string maker = build_dir() + "/bin/pgm_release_maker";
@@ -320,22 +264,6 @@ TEST(ReleaseMaker, RefusesUnknownDiesAndBadOptions)
     for (const char* options : {"", "--out", "--out /tmp/never_made --sofs 0", "--out /tmp/never_made --colour red"})
         EXPECT_EQ(run(maker + " " + options).status, 1) << options;
     EXPECT_FALSE(exists("/tmp/never_made"));
-}
-
-// The tools' own arithmetic against outside references: the frame CRC is CRC-16/ARC, and the
-// error-detection engine equals the bit-by-bit definition for any number of words.
-TEST(ControlBlockArithmetic, FrameCrcIsArcAndEdcrcFollowsTheDefinition)
-{
-    const unsigned char check[] = "123456789";
-    EXPECT_EQ(cb_frame_crc16(check, 9), 0xBB3D);
-    std::mt19937 random(3);
-    std::vector<unsigned char> data(4 * 40);
-    for (unsigned char& byte : data)
-        byte = static_cast<unsigned char>(random());
-    for (std::size_t words = 0; words <= 40; words += (words < 17 ? 1 : 23))
-        for (std::uint32_t seed : {0u, 1u, 0xFFFFFFFFu})
-            EXPECT_EQ(cb_edcrc(data.data(), words, seed), reference_edcrc(data.data(), 0, 32 * words, seed, 32))
-                << words << " words, seed " << seed;
 }
 
 } // namespace
