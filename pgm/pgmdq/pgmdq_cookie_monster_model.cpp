@@ -147,12 +147,6 @@ void PGMDQ_COOKIE_MONSTER::on_save_msg()
         return;
     const QStringList selected_files = dialog.selected_files();
     PGMDQ_ASSERT(!selected_files.isEmpty());
-    FIO_PATH path(pgmdq_local8(selected_files.first()));
-    path.extension(".txt");
-
-    QByteArray text;
-    for (const std::string& line : m_batch.shown_texts())
-        text += QByteArray::fromStdString(line) + '\n';
     // A failed save is told, and leaves the previous file whole: the batch is the user's work.
-    pgmdq_save_file(path.fullpath(), text);
+    pgmdq_save_lines(selected_files.first(), m_batch.shown_texts());
 }

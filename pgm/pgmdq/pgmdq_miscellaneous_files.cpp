@@ -2,6 +2,8 @@
 
 #include "pgmdq_msgs.h"
 
+#include "fio.h"
+
 #include <QSaveFile>
 
 namespace {
@@ -36,6 +38,16 @@ bool pgmdq_save_file(const std::string& path, const QByteArray& data, std::strin
     else
         msg_post(MSG_PGMDQ::E::FILE_IO_ERROR(path + " (" + reason + ")"));
     return false;
+}
+
+bool pgmdq_save_lines(const QString& chosen_file, const std::vector<std::string>& lines)
+{
+    FIO_PATH path(pgmdq_local8(chosen_file));
+    path.extension(".txt");
+    QByteArray text;
+    for (const std::string& line : lines)
+        text += QByteArray::fromStdString(line) + '\n';
+    return pgmdq_save_file(path.fullpath(), text);
 }
 
 std::string pgmdq_shell_quote(const std::string& word)

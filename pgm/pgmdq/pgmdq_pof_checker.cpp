@@ -252,13 +252,8 @@ void PGMDQ_POF_CHECKER::on_save_msg()
         return;
     const QStringList selected_files = dialog.selected_files();
     PGMDQ_ASSERT(!selected_files.isEmpty());
-    FIO_PATH path(pgmdq_local8(selected_files.first()));
-    path.extension(".txt");
-    QByteArray text;
-    for (int row = 0; row < m_msg_list->count(); ++row)
-        text += m_msg_list->item(row)->text().toLocal8Bit() + "\n";
     // Saved whole or not at all, and a failure is told: the old log must never be lost silently.
-    pgmdq_save_file(path.fullpath(), text);
+    pgmdq_save_lines(selected_files.first(), log_lines());
 }
 
 // A check needs the log-in to the build machines and, for a personal test, a directory.

@@ -9,12 +9,17 @@
 #include <cstdio>
 #include <memory>
 #include <string>
+#include <vector>
 
 // Writes `data` to a new file in the folder of `path` and renames it over `path` only once it is
 // complete, so a failure (read-only or missing folder, full disk) leaves the previous file whole.
 // A failure is told to the user in one message naming the file and the reason, or, when `error`
 // is given, left there for the caller to tell; the result says whether the file was saved.
 bool pgmdq_save_file(const std::string& path, const QByteArray& data, std::string* error = nullptr);
+
+// What "Save msg" saves: the lines, one a line, into the file chosen, with ".txt" as its
+// extension; written as pgmdq_save_file writes.
+bool pgmdq_save_lines(const QString& chosen_file, const std::vector<std::string>& lines);
 
 // `word` as one shell word: single-quoted, an embedded quote closed, escaped and reopened.
 // Every path of a shell command line goes through here, whatever characters its name holds.
