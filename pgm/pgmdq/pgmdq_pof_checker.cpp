@@ -275,27 +275,3 @@ void PGMDQ_POF_CHECKER::on_site()
     const std::string root = m_site_check->isChecked() ? LINUX_NV_TEST_DIR.str() : LINUX_RK_TEST_DIR.str();
     m_dir_label->setText(tr("Test location: ") + QString::fromLocal8Bit(root.c_str()));
 }
-
-
-// ---------------------------------------------------------------------------------------------
-// Notification mail
-
-void PGMDQ_POF_CHECKER::on_send_email()
-{
-    TFCQ_WAIT_CURSOR wait_cursor;
-    on_process_email();
-}
-
-// Mails the whole log once to the bench team; why a mail failed is the mail service's to report.
-void PGMDQ_POF_CHECKER::on_process_email()
-{
-    std::string body;
-    for (int row = 0; row < m_msg_list->count(); ++row)
-        body += pgmdq_local8(m_msg_list->item(row)->text()) + "\n";
-    const std::vector<PGM_COMMON_INI_EMAIL_ADDR_ENUM> roles = {PGM_COMMON_INI_EMAIL_ADDR_ENUM(0)};
-    const bool sent = PGM_COMMON::send_auto_email_file(roles, "POF Checker notification", body, false, std::string(),
-                                                       std::vector<std::string>(), std::vector<std::string>());
-    // Only a log that went out is done with: after a failed send the user can try again.
-    if (sent)
-        m_send_button->setEnabled(false);
-}
