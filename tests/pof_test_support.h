@@ -142,8 +142,8 @@ public:
             gen_set_setting(key, m_root);
         gen_set_setting("pof_checker/test_short_dir", m_name + "/");
         // The Python command and perl, each through a wrapper that notes its arguments.
-        pof_test_write(m_temp + "python.sh", "echo \"$@\" >> " + m_temp + "python.log\nexec " + m_build +
-                                                 "/site/bin/site-python --path " + m_build + "/site/bin \"$@\"\n");
+        pof_test_write(m_temp + "python.sh", "echo \"$@\" >> " + m_temp + "python.log\nPATH=" + m_build +
+                                                 "/site/bin:$PATH exec python3 \"$@\"\n");
         gen_set_setting("pof_checker/python_rk_src", "sh " + m_temp + "python.sh");
         gen_set_setting("pof_checker/python_nv_src", "sh " + m_temp + "python.sh");
         pof_test_read_command("mkdir " + m_temp + "bin");

@@ -165,7 +165,7 @@ void PGMDQ_DEBUG_WAVEFORM_VIEWER::on_open()
         return;
     const QStringList selected_files = dialog.selected_files();
     PGMDQ_WAVE_ASSERT(!selected_files.isEmpty());
-    FIO_PATH path(selected_files.first().toLocal8Bit().toStdString());
+    FIO_PATH path(pgmdq_local8(selected_files.first()));
     path.extension(".wvf", "");
     PGMDQ_WAVE_ASSERT(FIO_FILE_SYSTEM::exists(path.fullpath().c_str()));
     m_waveform_widget->open_waveform(path.fullpath());

@@ -1,6 +1,7 @@
 #include "pgmdq_msgs.h"
 
 #include "pgmdq_miscellaneous.h"
+#include "pgmdq_miscellaneous_files.h"
 
 #include <QFrame>
 #include <QHBoxLayout>
@@ -104,7 +105,7 @@ std::vector<std::string> PGMDQ_PROCESS_DLG::get_processes() const
 {
     std::vector<std::string> processes;
     for (unsigned i = 1; i < m_process_count; ++i)
-        processes.push_back(m_process_checks[i]->text().toLocal8Bit().toStdString());
+        processes.push_back(pgmdq_local8(m_process_checks[i]->text()));
     return processes;
 }
 
