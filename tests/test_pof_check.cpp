@@ -325,6 +325,22 @@ INSTANTIATE_TEST_SUITE_P(
                       RECURSION_CASE{"Off", false, {"a"}}),
     [](const ::testing::TestParamInfo<RECURSION_CASE>& info) { return std::string(info.param.name); });
 
+// Scripts a killed run left behind go when the folder is checked again, even when no clean-up of
+// the folder runs: here the images are given (the folder is not cleared first) and the log-ins
+// are refused (the die stops before its last clean-up).
+TEST_F(PofPersonal, ScriptsOfAKilledRunGoWhenTheFolderIsCheckedAgain)
+{
+    prepare(3);
+    premake({"img"});
+    for (const char* leftover : {"auto_gen_img4.py", "auto_gen_dat7.pl", "c5d1_design03.py"})
+        pof_test_write(dir + leftover, "p.sendline('a password of an older run')\n");
+    access.skip_img_check()->click();
+    access.password_edit()->setText("wrong");
+    access.check_button()->click();
+    EXPECT_EQ(access.log().back(), "Error: loopback-linux refused the log-in: wrong user name or password");
+    EXPECT_EQ(pof_test_read_command("cd " + dir + " && ls *.py *.pl 2>/dev/null"), "");
+}
+
 // A folder and SOFs with blanks, quotes, "$", ";", backquotes, a leading "-" and non-ASCII in
 // their names are checked like any other, through every script and log-in (one of them is
 // unpacked first), the products are removed by their names, and nothing their names spell runs.
