@@ -10,11 +10,13 @@
 #   ~/site            a copy of the loopback site (settings, workstation's mount, banner, MOTD, an
 #                     empty share) whose settings name this copy and plain python3 as the Python
 #                     command.
-# The command gets REAL_SITE_ACCOUNT, REAL_SITE_PASSWORD (only ever in the environment),
+# The command, a program of the build tree, runs from a copy with the release tools and the
+# libraries (the account may not reach the build tree). It gets REAL_SITE_ACCOUNT,
+# REAL_SITE_PASSWORD (only ever in the environment),
 # REAL_SITE_PORT, REAL_SITE_DIR (the copy) and PGMDQ_BUILD_DIR. The server, the account, its home
 # and its processes go whatever happens; what a run killed outright left is removed by the next.
 #
-#   tests/real_site.sh BUILD_DIR COMMAND [ARGUMENTS]
+#   tests/real_site.sh BUILD_DIR PROGRAM [ARGUMENTS]
 #
 # Needs root (to add the account and start sshd); without it the run is skipped with status 77.
 # The command is ended after $REAL_SITE_TIME_LIMIT seconds (170 unless set).
@@ -175,11 +177,24 @@ write_pam_service
 start_sshd
 add_account
 
-export REAL_SITE_ACCOUNT="$account" REAL_SITE_PORT="$port" REAL_SITE_DIR="$home/site" PGMDQ_BUILD_DIR="$build"
+# The account may not reach the build tree (a checkout in a private folder): it runs a copy of the
+# program, the release tools and the libraries, from a folder of this run's own.
+copy_build() {
+  mkdir -p "$work/build/bin"
+  cp "$1" "$build/bin/pgm_release_maker" "$build/bin/pgm_sof2img" "$build/bin/pgm_cb_emulator" "$work/build/bin/"
+  cp -r "$build/lib" "$work/build/"
+  chmod -R a+rX "$work/build"
+}
+copy_build "$1"
+program="$work/build/bin/$(basename "$1")"
+shift
+
+export REAL_SITE_ACCOUNT="$account" REAL_SITE_PORT="$port" REAL_SITE_DIR="$home/site" PGMDQ_BUILD_DIR="$work/build"
+export LD_LIBRARY_PATH="$work/build/lib${LD_LIBRARY_PATH:+:$LD_LIBRARY_PATH}"
 cd "$home"
 # Within a time of its own, so that this script cleans up before a test runner's time-out kills
 # it outright; in the background, so that a signal to this script is handled at once.
-timeout --kill-after=5 "${REAL_SITE_TIME_LIMIT:-170}" runuser -u "$account" -- "$@" &
+timeout --kill-after=5 "${REAL_SITE_TIME_LIMIT:-170}" runuser -u "$account" -- "$program" "$@" &
 status=0
 wait $! || status=$?
 exit "$status"
