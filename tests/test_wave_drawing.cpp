@@ -1,7 +1,7 @@
-// Drawing a trace: the rows' places and colours, one wave item per row holding the classic paths
-// and labels, bus labels only where they fit, the scenes' sizes, the internal errors of the
+// Drawing a trace: the names' places and colours, the paths' geometry, the internal errors of the
 // drawing calls; and what the items paint: pixel for pixel the classic drawing (path items built
-// sample by sample, text items for the labels) at 1:1, and every edge still visible zoomed out.
+// sample by sample, text items for the labels, which shows only the labels that fit) at 1:1, and
+// every edge still visible zoomed out.
 #include "pgmdq_debug_waveform_viewer.h"
 
 #include "wave/wave_file_bytes.h"
@@ -29,18 +29,6 @@ QList<QPointF> points_of(const QPainterPath& path)
 double rendered_width(const QString& text)
 {
     return QGraphicsTextItem(text).boundingRect().width();
-}
-
-// A table whose bus sits on an even (red) row, then a bit, then a long bus.
-const PGMDQ_DEBUG_SIGNAL BUS_FIRST_SIGNALS[] = {{"bus", 8}, {"bit", 1}, {"wide", 12}, {"", 0}};
-
-void draw_bytes(PGMDQ_DEBUG_WAVEFORM_WIDGET& widget, const std::vector<std::vector<unsigned char>>& samples,
-                const PGMDQ_DEBUG_SIGNAL* table, unsigned width)
-{
-    std::vector<unsigned char*> pointers;
-    for (const auto& sample : samples)
-        pointers.push_back(const_cast<unsigned char*>(sample.data()));
-    widget.draw_waveform(width, unsigned(samples.size()), pointers.data(), table, 0, 15);
 }
 
 QPen thin_pen(const QColor& colour)
@@ -172,20 +160,7 @@ private slots:
         QCOMPARE(texts.mid(12), (QStringList{"data1out_reg", "total_bit_count[11:0]", "tdo"}));
         QCOMPARE(texts[3], QString("ir_in[11:0]"));
 
-        // One item per row at its row's top in its colour: one path per single-bit row, two
-        // rails per bus.
-        const QList<PGMDQ_DEBUG_WAVE_ITEM*> rows = widget.waveform_scene()->wave_items();
-        QCOMPARE(rows.size(), 15);
-        QCOMPARE(widget.waveform_scene()->items().size(), 15);
-        for (unsigned k = 0; k < 15; ++k) {
-            QCOMPARE(rows[k]->row(), k);
-            QCOMPARE(rows[k]->pos(), QPointF(0, 33 * (k + 1)));
-            QCOMPARE(rows[k]->colour(), k % 2 == 0 ? QColor(Qt::red) : QColor(Qt::white));
-            QCOMPARE(rows[k]->paths().size(), PGMDQ_SFL_DEBUG_SIGNALS[k].width == 1 ? 1 : 2);
-            QCOMPARE(rows[k]->is_bus(), PGMDQ_SFL_DEBUG_SIGNALS[k].width > 1);
-        }
         QCOMPARE(widget.text_scene()->sceneRect().height(), 30.0 * 18 + 3 * 15);
-        QCOMPARE(widget.waveform_scene()->sceneRect(), QRectF(0, 0, 15510, 30 * 18 + 3 * 15));
     }
 
     void square_wave_geometry()
@@ -219,42 +194,6 @@ private slots:
         QCOMPARE(labels[0].position, QPointF((60 - rendered_width("ABC")) / 2 + 0.5, 0));
         QCOMPARE(labels[1].text, QString("5"));
         QCOMPARE(labels[1].position, QPointF(60 + (90 - rendered_width("5")) / 2 + 0.5, 0));
-    }
-
-    void label_only_where_it_fits()
-    {
-        // Row 0 is an 8-bit bus on a red row: one-sample values, then a long value.
-        std::vector<std::vector<unsigned char>> samples{{0x7, 0, 0}, {0xAB, 0, 0}, {0x3, 0, 0}};
-        for (int i = 0; i < 6; ++i)
-            samples.push_back({0xFF, 0, 0});
-        PGMDQ_DEBUG_WAVEFORM_WIDGET widget;
-        draw_bytes(widget, samples, BUS_FIRST_SIGNALS, 21);
-
-        QStringList expected;
-        for (const char* one_sample : {"7", "AB", "3"})
-            if (15 > rendered_width(one_sample))
-                expected << one_sample;
-        expected << "FF";
-        const PGMDQ_DEBUG_WAVE_ITEM* bus = widget.waveform_scene()->wave_items()[0];
-        QStringList shown;
-        for (const PGMDQ_DEBUG_BUS_LABEL& label : bus->labels())
-            shown << label.text;
-        QCOMPARE(shown, expected);
-        QVERIFY(!shown.contains("AB"));
-        QCOMPARE(bus->colour(), QColor(Qt::red));
-
-        // On screen: red rails, and the label of FF in white even on the red row.
-        QGraphicsScene& scene = *widget.waveform_scene();
-        const QImage picture = render(scene, QRectF(0, 33, 135, 30), QSize(135, 30));
-        int white = 0;
-        int red = 0;
-        for (int y = 0; y < picture.height(); ++y)
-            for (int x = 45; x < 135; ++x) {
-                white += (picture.pixel(x, y) & 0xFFFFFF) == 0xFFFFFF;
-                red += (picture.pixel(x, y) & 0xFFFFFF) == 0xFF0000;
-            }
-        QVERIFY2(white > 10, qPrintable(QString::number(white)));
-        QVERIFY(red > 100);
     }
 
     // At the views' 1:1 scale the items paint what the classic path and text items paint.
@@ -317,22 +256,6 @@ private slots:
                     QVERIFY(edges > 0);
             }
         }
-    }
-
-    void forgetting_keeps_the_picture()
-    {
-        PGMDQ_DEBUG_WAVEFORM_WIDGET widget;
-        draw(widget, structured_trace(32));
-        const int items = widget.waveform_scene()->items().size();
-        widget.draw_waveform(0, 0, nullptr, nullptr, 0, 0);
-        QCOMPARE(widget.waveform_scene()->items().size(), items);
-        QCOMPARE(widget.text_scene()->items().size(), 15);
-        QVERIFY(widget.sample(0) == nullptr);
-        // The picture is still the trace: it paints, and the scene still knows the trace it shows.
-        QVERIFY(widget.shown_trace() != nullptr);
-        QCOMPARE(widget.shown_trace()->depth(), 32u);
-        widget.waveform_scene()->clear();
-        QVERIFY(widget.shown_trace() == nullptr);
     }
 
     void internal_errors()

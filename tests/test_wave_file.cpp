@@ -1,5 +1,5 @@
-// The ".wvf" trace file: its byte layout, its signature, and the checks that refuse a file that is
-// not a trace of the debug IP, each with its own internal-error text.
+// The ".wvf" trace file: its byte layout, its round trip, and the internal errors of a file or a
+// save that cannot be one (every kind of damage through the panel is the mutation test's).
 #include "pgmdq_debug_waveform_viewer.h"
 
 #include "wave/wave_file_bytes.h"
@@ -24,13 +24,6 @@ class TEST_WAVE_FILE : public QObject {
         return read_bytes(path("saved.wvf"));
     }
 
-    QString open_error(const Bytes& bytes)
-    {
-        write_bytes(path("probe.wvf"), bytes);
-        PGMDQ_DEBUG_WAVEFORM_WIDGET widget;
-        return internal_error_of([&] { widget.open_waveform(path("probe.wvf")); });
-    }
-
 private slots:
     void saved_layout_of_1024_samples()
     {
@@ -44,55 +37,6 @@ private slots:
         QCOMPARE(dword_at(bytes, 5128), byte_sum(bytes, 5128));
     }
 
-    void changed_byte_fails_the_signature()
-    {
-        for (int offset : {0, 4, 8, 2600, 5127}) {
-            Bytes bytes = saved_trace();
-            bytes[offset] ^= 0x10;
-            QCOMPARE(open_error(bytes), QString("signature == dword_data[0]"));
-        }
-    }
-
-    void swapped_sample_bytes_keep_the_signature()
-    {
-        Bytes bytes = saved_trace();
-        bytes[8] = 0x08; // sample 0: ir_in = 1 in its low byte
-        bytes[13] = 0x01;
-        bytes = signed_bytes(bytes);
-        std::swap(bytes[8], bytes[13]);
-        write_bytes(path("swapped.wvf"), bytes);
-        PGMDQ_DEBUG_WAVEFORM_WIDGET widget;
-        widget.open_waveform(path("swapped.wvf"));
-        QCOMPARE(widget.waveform_depth(), 1024u);
-        QCOMPARE(unsigned(widget.sample(0)[0]), 0x01u);
-        QCOMPARE(unsigned(widget.sample(1)[0]), 0x08u);
-    }
-
-    // Damage of every kind, each with its check, is the mutation test's; this is the boundary.
-    void twelve_byte_file_is_too_short()
-    {
-        const Bytes bytes = saved_trace();
-        QCOMPARE(open_error(Bytes(bytes.begin(), bytes.begin() + 12)), QString("file_size > 12"));
-    }
-
-    void missing_file_is_an_internal_error()
-    {
-        PGMDQ_DEBUG_WAVEFORM_WIDGET widget;
-        QCOMPARE(internal_error_of([&] { widget.open_waveform(path("absent.wvf")); }),
-                 QString("FIO_FILE_SYSTEM::exists(path.c_str()) && FIO_FILE_SYSTEM::status(path.c_str(), &stat_info)"));
-    }
-
-    void ir_in_is_bits_3_to_14()
-    {
-        const unsigned char sample[5] = {0x08, 0, 0, 0, 0};
-        unsigned first_bit = 0;
-        for (const PGMDQ_DEBUG_SIGNAL* signal = PGMDQ_SFL_DEBUG_SIGNALS; signal->width; ++signal) {
-            QCOMPARE(pgmdq_sample_bits(sample, first_bit, signal->width), signal->name == "ir_in" ? 1u : 0u);
-            first_bit += signal->width;
-        }
-        QCOMPARE(first_bit, PGMDQ_SFL_DEBUG_SIZE);
-    }
-
     void round_trip_gives_identical_bytes()
     {
         const Bytes first = saved_trace();
@@ -102,33 +46,39 @@ private slots:
         QVERIFY(first == read_bytes(path("second.wvf")));
     }
 
-    // A save that cannot happen is told, naming the file (the panel's tests try every way).
-    void unwritable_path_is_told()
+    void internal_error_data()
     {
-        struct SINK : MSG_SINK {
-            QStringList texts;
-            void receive(MSG_KIND, int, const std::string& text) override { texts << QString::fromStdString(text); }
-        } sink;
-        msg_set_sink(&sink);
-        PGMDQ_DEBUG_WAVEFORM_WIDGET widget;
-        draw(widget, structured_trace(16));
-        const std::string unwritable = path("missing_folder/trace.wvf");
-        bool saved = true;
-        QCOMPARE(internal_error_of([&] { saved = widget.save_waveform(unwritable); }), QString());
-        msg_set_sink(nullptr);
-        QVERIFY(!saved);
-        QVERIFY(!QFile::exists(QString::fromStdString(unwritable)));
-        QCOMPARE(sink.texts.size(), 1);
-        QVERIFY2(sink.texts[0].startsWith(QString::fromStdString("Can't save or open file " + unwritable)),
-                 qPrintable(sink.texts[0]));
+        QTest::addColumn<QString>("file");   // what to open: "" saves an empty widget instead
+        QTest::addColumn<int>("keep");       // bytes of a saved trace written there, -1 for none
+        QTest::addColumn<int>("flip");       // offset of a byte changed after that, -1 for none
+        QTest::addColumn<QString>("error");
+        QTest::newRow("12-byte file") << "probe.wvf" << 12 << -1 << "file_size > 12";
+        QTest::newRow("changed byte") << "probe.wvf" << 5132 << 2600 << "signature == dword_data[0]";
+        QTest::newRow("missing file") << "absent.wvf" << -1 << -1
+                                      << "FIO_FILE_SYSTEM::exists(path.c_str()) && "
+                                         "FIO_FILE_SYSTEM::status(path.c_str(), &stat_info)";
+        QTest::newRow("save without a trace") << "" << -1 << -1
+                                              << "m_waveform_data != NULL && m_waveform_width > 0 && "
+                                                 "m_waveform_depth && PGMDQ_SFL_DEBUG_SIZE == m_waveform_width";
     }
-
-    void saving_without_a_trace_is_an_internal_error()
+    void internal_error()
     {
+        QFETCH(QString, file);
+        QFETCH(int, keep);
+        QFETCH(int, flip);
+        QFETCH(QString, error);
+        if (keep >= 0) {
+            Bytes bytes = saved_trace();
+            bytes.resize(std::size_t(keep));
+            if (flip >= 0)
+                bytes[std::size_t(flip)] ^= 0x10;
+            write_bytes(path(qPrintable(file)), bytes);
+        }
         PGMDQ_DEBUG_WAVEFORM_WIDGET widget;
-        QCOMPARE(internal_error_of([&] { widget.save_waveform(path("none.wvf")); }),
-                 QString("m_waveform_data != NULL && m_waveform_width > 0 && m_waveform_depth && "
-                         "PGMDQ_SFL_DEBUG_SIZE == m_waveform_width"));
+        if (file.isEmpty())
+            QCOMPARE(internal_error_of([&] { widget.save_waveform(path("none.wvf")); }), error);
+        else
+            QCOMPARE(internal_error_of([&] { widget.open_waveform(path(qPrintable(file))); }), error);
     }
 };
 

@@ -172,33 +172,23 @@ private slots:
         verify_ruler_legible();
     }
 
-    void fit_shows_the_whole_trace_and_bounds_the_zoom()
+    // Fit shows the whole trace; from there in to 16 pixels a unit, the ruler stays legible.
+    void fit_and_every_zoom_keep_the_ruler_legible()
     {
-        show_trace(4096);
+        show_trace(131072);
         QTest::keyClick(waves(), Qt::Key_F);
-        QVERIFY(std::abs(m_widget->zoom() - viewport_width() / (4096.0 * 15)) < 1e-9);
+        QVERIFY(std::abs(m_widget->zoom() - viewport_width() / (131072.0 * 15)) < 1e-9);
         QVERIFY(std::abs(m_widget->sample_at(0)) < 0.5);
-        QVERIFY(std::abs(m_widget->sample_at(viewport_width()) - 4096) < 0.5);
+        QVERIFY(std::abs(m_widget->sample_at(viewport_width()) - 131072) < 0.5);
         QCOMPARE(ruler()->labels().first(), QString("0"));
-        verify_ruler_legible();
         // Not further out than the whole trace, not further in than 16 pixels a unit.
         const double fit = m_widget->zoom();
         QTest::keyClick(waves(), Qt::Key_Minus);
         QCOMPARE(m_widget->zoom(), fit);
-        for (int i = 0; i < 20; ++i)
-            QTest::keyClick(waves(), Qt::Key_Plus);
-        QCOMPARE(m_widget->zoom(), 16.0);
-        verify_ruler_legible();
-    }
-
-    void ruler_is_legible_at_every_zoom()
-    {
-        show_trace(131072);
-        m_widget->zoom_fit();
         for (;;) {
             verify_ruler_legible();
             const double zoom = m_widget->zoom();
-            m_widget->zoom_in();
+            QTest::keyClick(waves(), Qt::Key_Plus);
             if (m_widget->zoom() == zoom)
                 break;
         }

@@ -334,15 +334,20 @@ private slots:
 
     void save_and_open_through_the_panel()
     {
+        // Over an older file: replaced whole, nothing else left in the folder.
+        const QString folder = m_dir.filePath("replace");
+        QVERIFY(QDir().mkpath(folder));
+        write_bytes(QDir(folder).filePath("captured.wvf").toStdString(), Bytes(100, 0x5A));
         choose_and_scan(panel(), DUT_CABLE);
         click(panel(), "Start");
-        TFCQ_FILE_DLG::preset_answer(m_dir.filePath("captured"));
+        TFCQ_FILE_DLG::preset_answer(QDir(folder).filePath("captured"));
         click(panel(), "Save");
-        QCOMPARE(QFile(m_dir.filePath("captured.wvf")).size(), qint64(5132));
+        QCOMPARE(folder_listing(folder), QStringList{"captured.wvf:5132"});
+        QVERIFY(m_messages->texts.isEmpty());
 
         // Opening needs no hardware and never enables Save.
         PGMDQ_DEBUG_WAVEFORM_VIEWER fresh;
-        TFCQ_FILE_DLG::preset_answer(m_dir.filePath("captured.wvf"));
+        TFCQ_FILE_DLG::preset_answer(QDir(folder).filePath("captured.wvf"));
         click(&fresh, "Open");
         QCOMPARE(fresh.waveform_widget()->waveform_depth(), 1024u);
         QCOMPARE(sample_value(fresh.waveform_widget()->sample(9)), bench_generate_trace(1, 1024)[9]);
@@ -353,7 +358,7 @@ private slots:
         QCOMPARE(fresh.waveform_widget()->waveform_depth(), 1024u);
 
         // With Save enabled by a capture, opening leaves it enabled.
-        TFCQ_FILE_DLG::preset_answer(m_dir.filePath("captured"));
+        TFCQ_FILE_DLG::preset_answer(QDir(folder).filePath("captured"));
         click(panel(), "Open");
         QCOMPARE(button_states(panel()), QString("11111"));
     }
@@ -429,20 +434,6 @@ private slots:
         click(panel(), "Save");
         QCOMPARE(QFile(m_dir.filePath("elsewhere.wvf")).size(), file_size);
         QCOMPARE(m_panel->trace_origin(), "File: " + m_dir.filePath("elsewhere.wvf"));
-    }
-
-    // A save over an existing trace replaces it whole, leaving nothing else in the folder.
-    void save_replaces_the_previous_file()
-    {
-        const QString folder = m_dir.filePath("replace");
-        QVERIFY(QDir().mkpath(folder));
-        write_bytes(QDir(folder).filePath("trace.wvf").toStdString(), Bytes(100, 0x5A));
-        choose_and_scan(panel(), DUT_CABLE);
-        click(panel(), "Start");
-        TFCQ_FILE_DLG::preset_answer(QDir(folder).filePath("trace.wvf"));
-        click(panel(), "Save");
-        QCOMPARE(folder_listing(folder), QStringList{"trace.wvf:5132"});
-        QVERIFY(m_messages->texts.isEmpty());
     }
 
     // The panel says where the trace shown came from: nothing, a capture and when, or a file.

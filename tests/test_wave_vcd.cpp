@@ -364,17 +364,6 @@ private slots:
         QVERIFY2(converter.errors.contains(reason), qPrintable(converter.errors));
         QVERIFY(!QFile::exists(path("bad.vcd")));
     }
-
-    void converts_the_valid_one_sample_trace()
-    {
-        QVERIFY(write_file(path("one.wvf"), ONE_SAMPLE));
-        const RUN converter = run(CONVERTER, {path("one.wvf")});
-        QCOMPARE(converter.exit_code, 0);
-        QVERIFY(converter.output.contains("$timescale 1ns $end"));
-        QVERIFY(converter.output.contains("$var wire 12 $ ir_in [11:0] $end"));
-        QVERIFY(converter.output.contains("b1 $\n"));
-        QVERIFY(converter.output.endsWith("#1\n"));
-    }
 };
 
 QTEST_MAIN(TEST_WAVE_VCD)
