@@ -10,8 +10,8 @@
 #   ~/site            a copy of the loopback site (settings, workstation's mount, banner, MOTD, an
 #                     empty share) whose settings name this copy and plain python3 as the Python
 #                     command.
-# The command, a program of the build tree, runs from a copy with the release tools and the
-# libraries (the account may not reach the build tree). It gets REAL_SITE_ACCOUNT,
+# The command, a program of the build tree, runs from a copy with the release tools, the
+# libraries and the log-in client (the account may not reach the build or source tree). It gets REAL_SITE_ACCOUNT,
 # REAL_SITE_PASSWORD (only ever in the environment),
 # REAL_SITE_PORT, REAL_SITE_DIR (the copy) and PGMDQ_BUILD_DIR. The server, the account, its home
 # and its processes go whatever happens; what a run killed outright left is removed by the next.
@@ -180,16 +180,18 @@ add_account
 # The account may not reach the build tree (a checkout in a private folder): it runs a copy of the
 # program, the release tools and the libraries, from a folder of this run's own.
 copy_build() {
-  mkdir -p "$work/build/bin"
+  mkdir -p "$work/build/bin" "$work/source/tests"
   cp "$1" "$build/bin/pgm_release_maker" "$build/bin/pgm_sof2img" "$build/bin/pgm_cb_emulator" "$work/build/bin/"
   cp -r "$build/lib" "$work/build/"
-  chmod -R a+rX "$work/build"
+  cp "$(dirname "$0")/login_client.py" "$work/source/tests/"
+  chmod -R a+rX "$work/build" "$work/source"
 }
 copy_build "$1"
 program="$work/build/bin/$(basename "$1")"
 shift
 
 export REAL_SITE_ACCOUNT="$account" REAL_SITE_PORT="$port" REAL_SITE_DIR="$home/site" PGMDQ_BUILD_DIR="$work/build"
+export PGMDQ_SOURCE_DIR="$work/source"
 export LD_LIBRARY_PATH="$work/build/lib${LD_LIBRARY_PATH:+:$LD_LIBRARY_PATH}"
 cd "$home"
 # Within a time of its own, so that this script cleans up before a test runner's time-out kills
