@@ -164,23 +164,27 @@ inline std::string perl_system(const std::string& command)
     return "system (\"" + escaped + "\");";
 }
 
+// The type of what has this name (a link itself, not what it points to); 0 when nothing has.
+inline mode_t entry_type(const std::string& path)
+{
+    struct stat status;
+    return ::lstat(path.c_str(), &status) == 0 ? status.st_mode & S_IFMT : 0;
+}
+
 // Whether anything, a dangling link included, has this name.
 inline bool lexists(const std::string& path)
 {
-    struct stat status;
-    return ::lstat(path.c_str(), &status) == 0;
+    return entry_type(path) != 0;
 }
 
 inline bool is_link(const std::string& path)
 {
-    struct stat status;
-    return ::lstat(path.c_str(), &status) == 0 && S_ISLNK(status.st_mode);
+    return entry_type(path) == S_IFLNK;
 }
 
 inline bool is_regular_file(const std::string& path)
 {
-    struct stat status;
-    return ::lstat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode);
+    return entry_type(path) == S_IFREG;
 }
 
 // Opens a file for reading, never through a symbolic link.
