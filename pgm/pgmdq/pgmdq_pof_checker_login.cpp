@@ -130,7 +130,7 @@ bool PGMDQ_POF_CHECKER::logged_in(int exit_status, const std::string& host)
         if (failure.exit_status != exit_status)
             continue;
         m_login_failure = host + failure.text;
-        report_path("login:" + host, m_login_failure, PGMDQ_MSG_TYPE_ERROR);
+        report_once("login:" + host, m_login_failure, PGMDQ_MSG_TYPE_ERROR);
         m_login_failed = true;
         return false;
     }

@@ -33,11 +33,11 @@ PGMDQ_POF_DESIGN* PGMDQ_POF_CHECKER::find_design(const std::string& sof)
 // Every file made from a design shares its name up to the extension: "x.sof", "x.dat", "x.img".
 std::vector<std::string> PGMDQ_POF_CHECKER::design_lines(const PGMDQ_POF_DESIGN& design) const
 {
-    const QString stem = pgmdq_from_local8(replace_tail(design.sof, 3, ""));
+    const std::string stem = replace_tail(design.sof, 3, "");
     std::vector<std::string> lines;
-    for (int row = 0; row < m_msg_list->count(); ++row)
-        if (m_msg_list->item(row)->text().contains(stem))
-            lines.push_back(pgmdq_local8(m_msg_list->item(row)->text()));
+    for (const std::string& line : log_lines())
+        if (line.find(stem) != std::string::npos)
+            lines.push_back(line);
     return lines;
 }
 

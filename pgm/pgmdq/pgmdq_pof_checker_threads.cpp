@@ -141,8 +141,10 @@ void wait_for_batch(PGMWQ_POF_CHECKER_THREAD* threads, unsigned count)
 // A symbolic link is never removed: it is left as it is and told.
 bool PGMDQ_POF_CHECKER::rm_rf_file(const std::string& path)
 {
-    if (is_link(path))
-        return name_is_free(path);
+    if (is_link(path)) {
+        report_link(path);
+        return false;
+    }
     return run_command("rm -rf " + pgmdq_shell_quote(path)) == 0;
 }
 

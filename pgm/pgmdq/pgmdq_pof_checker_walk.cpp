@@ -65,7 +65,7 @@ void PGMDQ_POF_CHECKER::on_pof_check()
     m_skip_img = !m_regression && m_skip_img_check->isChecked();
     m_skip_dat = !m_regression && m_skip_dat_check->isChecked();
     m_skip_icd_rbf = !m_regression && m_skip_icd_rbf_check->isChecked();
-    m_reported_paths.clear();
+    m_reported.clear();
     m_designs.clear();
     m_die_times.clear();
 
@@ -376,7 +376,10 @@ bool PGMDQ_POF_CHECKER::name_is_free(const std::string& path)
 {
     if (!lexists(path))
         return true;
-    report_path(path, is_link(path) ? "Left symbolic link " + path + " untouched" : "Left existing " + path + " untouched");
+    if (is_link(path))
+        report_link(path);
+    else
+        report_once(path, "Left existing " + path + " untouched");
     return false;
 }
 
@@ -386,13 +389,18 @@ void PGMDQ_POF_CHECKER::report_links(const std::string& dir, const QStringList& 
     const QDir::Filters every_entry = QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot;
     for (const QFileInfo& entry : QDir(pgmdq_from_local8(dir)).entryInfoList(patterns, every_entry, QDir::Name))
         if (entry.isSymLink())
-            report_path(dir + pgmdq_local8(entry.fileName()),
-                        "Left symbolic link " + dir + pgmdq_local8(entry.fileName()) + " untouched");
+            report_link(dir + pgmdq_local8(entry.fileName()));
 }
 
-void PGMDQ_POF_CHECKER::report_path(const std::string& path, const std::string& text, PGMDQ_MSG_TYPE type)
+void PGMDQ_POF_CHECKER::report_link(const std::string& path)
 {
-    if (m_reported_paths.insert(path).second)
+    report_once(path, "Left symbolic link " + path + " untouched");
+}
+
+// A finding (a path left alone, a host that refused the log-in) is told once a run.
+void PGMDQ_POF_CHECKER::report_once(const std::string& key, const std::string& text, PGMDQ_MSG_TYPE type)
+{
+    if (m_reported.insert(key).second)
         update_msg(type, text);
 }
 

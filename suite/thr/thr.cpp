@@ -13,7 +13,6 @@
 #include <chrono>
 #include <dlfcn.h>
 #include <mutex>
-#include <set>
 #include <signal.h>
 #include <spawn.h>
 #include <sys/wait.h>
@@ -52,9 +51,7 @@ void turn_event_loop()
 const qint64 TERMINATE_GRACE_MILLISECONDS = 1000;
 const unsigned RUN_POLL_MILLISECONDS = 10;
 
-// The process groups thr_run has started and not yet reaped, for cancellation.
-std::mutex g_runs_mutex;
-std::set<pid_t> g_running_groups;
+// Every waiting thr_run watches it and ends its own process group once it is raised.
 std::atomic<bool> g_runs_cancelled{false};
 
 // The caller's environment with the options' variables set (replacing ones of the same name).
@@ -87,19 +84,9 @@ pid_t spawn_in_own_group(const char* command_line, const THR_RUN_OPTIONS& option
     posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETPGROUP);
     posix_spawnattr_setpgroup(&attributes, 0);
     pid_t pid = 0;
-    std::lock_guard<std::mutex> lock(g_runs_mutex);
     const int spawned = posix_spawn(&pid, "/bin/sh", nullptr, &attributes, const_cast<char**>(argv), envp.data());
     posix_spawnattr_destroy(&attributes);
-    if (spawned != 0)
-        return -1;
-    g_running_groups.insert(pid);
-    return pid;
-}
-
-void forget_group(pid_t pid)
-{
-    std::lock_guard<std::mutex> lock(g_runs_mutex);
-    g_running_groups.erase(pid);
+    return spawned == 0 ? pid : -1;
 }
 
 int exit_status(int status)
@@ -156,17 +143,12 @@ int thr_run(const char* command_line, const THR_RUN_OPTIONS& options)
     const pid_t pid = spawn_in_own_group(command_line, options);
     if (pid < 0)
         return THR_RUN_FAILED;
-    const int result = wait_for_group(pid, options.timeout_seconds);
-    forget_group(pid);
-    return result;
+    return wait_for_group(pid, options.timeout_seconds);
 }
 
 void thr_cancel_runs()
 {
     g_runs_cancelled = true;
-    std::lock_guard<std::mutex> lock(g_runs_mutex);
-    for (pid_t group : g_running_groups)
-        kill(-group, SIGTERM);
 }
 
 void thr_allow_runs()

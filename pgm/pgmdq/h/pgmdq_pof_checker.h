@@ -302,7 +302,8 @@ private:
     void check_personal_steps();
     bool name_is_free(const std::string& path);
     void report_links(const std::string& dir, const QStringList& patterns);
-    void report_path(const std::string& path, const std::string& text, PGMDQ_MSG_TYPE type = PGMDQ_MSG_TYPE_WARNING);
+    void report_link(const std::string& path);
+    void report_once(const std::string& key, const std::string& text, PGMDQ_MSG_TYPE type = PGMDQ_MSG_TYPE_WARNING);
     void remove_work_folders();
     bool write_result(const std::string& path, const unsigned char* data, size_t size);
     void unzip_sofs(const std::string& script, unsigned compressed);
@@ -390,7 +391,7 @@ private:
     unsigned m_dies_total;
     // Paths (links and names left untouched) and hosts (failed log-ins) already told about in
     // this run.
-    std::set<std::string> m_reported_paths;
+    std::set<std::string> m_reported;
     bool m_login_failed;  // a log-in of the die under check failed: the die stops there
     std::vector<PGMDQ_POF_DESIGN> m_designs;
     std::vector<PGMDQ_POF_DIE_TIME> m_die_times;
