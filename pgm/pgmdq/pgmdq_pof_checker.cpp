@@ -48,11 +48,7 @@ PGMDQ_POF_CHECKER::PGMDQ_POF_CHECKER(QWidget* parent)
       m_skip_dat(false),
       m_skip_icd_rbf(false),
       m_thread_count(0),
-      m_crc_lookup_indexed(0),
-      m_busy(nullptr),
-      m_dies_done(0),
-      m_dies_total(0),
-      m_login_failed(false)
+      m_crc_lookup_indexed(0)
 {
     create_widgets();
     create_layout();

@@ -74,6 +74,16 @@ std::string without_extension(const std::string& path)
     return dot == std::string::npos || (slash != std::string::npos && dot < slash) ? path : path.substr(0, dot);
 }
 
+// Where two bit streams first differ, for the check's summary: the byte, its frame in the
+// section and the section's type.
+std::string describe_difference(const PGM_PCF_TREE_ELEMENT& section, size_t byte)
+{
+    const size_t first_frame_bit = section.get_frame_count() ? section.get_frame_start_bit(0) : byte * 8;
+    const size_t frame = section.get_frame_bits() ? (byte * 8 - std::min(byte * 8, first_frame_bit)) / section.get_frame_bits() : 0;
+    return "the bit streams first differ at byte " + std::to_string(byte) + " (frame " + std::to_string(frame) +
+           ", section type " + std::to_string(section.get_type()) + ")";
+}
+
 } // namespace
 
 // Brings a frame's CRC fields up to date the way the control block fills them in: a periphery
@@ -107,10 +117,12 @@ void PGMDQ_POF_CHECKER::patch_frame(unsigned type, unsigned char* output, const 
 }
 
 // One compared section: its frames patched, the core debug pair written when `debug_base` is
-// set, and whether both sides agree byte for byte.
+// set, and whether both sides agree byte for byte (where they first differ is noted in
+// `first_difference` when it holds nothing yet).
 bool PGMDQ_POF_CHECKER::compare_section(const PGM_PCF_TREE_ELEMENT& section, unsigned char* output,
                                         const unsigned char* icd, size_t output_index, unsigned cb_data_width,
-                                        const std::string& debug_base, unsigned core_number)
+                                        const std::string& debug_base, unsigned core_number,
+                                        std::string* first_difference)
 {
     const size_t icd_cmp_start_index = section.get_start_byte(), pgm_cmp_start_index = section.get_start_byte();
     const size_t icd_cmp_end_index = section.get_end_byte(), pgm_cmp_end_index = section.get_end_byte();
@@ -152,26 +164,16 @@ bool PGMDQ_POF_CHECKER::compare_section(const PGM_PCF_TREE_ELEMENT& section, uns
     const auto mismatch = std::mismatch(output + pgm_cmp_start_index, output + pgm_cmp_end_index, icd + icd_cmp_start_index);
     if (mismatch.first == output + pgm_cmp_end_index)
         return true;
-    note_first_difference(section, size_t(mismatch.first - output));
+    if (first_difference->empty())
+        *first_difference = describe_difference(section, size_t(mismatch.first - output));
     return false;
-}
-
-// Where the bit streams of the SOF under comparison first differ, for the check's summary.
-void PGMDQ_POF_CHECKER::note_first_difference(const PGM_PCF_TREE_ELEMENT& section, size_t byte)
-{
-    if (!m_first_difference.empty())
-        return;
-    const size_t first_frame_bit = section.get_frame_count() ? section.get_frame_start_bit(0) : byte * 8;
-    const size_t frame = section.get_frame_bits() ? (byte * 8 - std::min(byte * 8, first_frame_bit)) / section.get_frame_bits() : 0;
-    m_first_difference = "the bit streams first differ at byte " + std::to_string(byte) + " (frame " +
-                         std::to_string(frame) + ", section type " + std::to_string(section.get_type()) + ")";
 }
 
 // Copies the element's bit vectors into the output one after another and compares each
 // vector's sections of types 2, 3 and 4 once it is in place.
 bool PGMDQ_POF_CHECKER::compare_sections(PGM_CHAIN_ELEMENT* element, std::vector<unsigned char>& output,
                                          const std::vector<unsigned char>& icd, const std::string& sof_path,
-                                         unsigned cb_data_width)
+                                         unsigned cb_data_width, std::string* first_difference)
 {
     const PGM_PCF_TREE_LIST& tree_list = *element->get_device()->get_pcf_info()->get_pcf_file_info();
     const auto& vectors = element->get_bit_vector_list();
@@ -190,7 +192,7 @@ bool PGMDQ_POF_CHECKER::compare_sections(PGM_CHAIN_ELEMENT* element, std::vector
             if (type != PGM_SECTION_EDCRC_FRAMES && type != PGM_SECTION_CORE_FRAMES && type != PGM_SECTION_PLAIN_DATA)
                 continue;
             if (!compare_section(section, output.data(), icd.data(), output_index, cb_data_width, debug_base,
-                                 core_number))
+                                 core_number, first_difference))
                 equal = false;
             if (type == PGM_SECTION_CORE_FRAMES)
                 ++core_number;
@@ -235,8 +237,9 @@ void PGMDQ_POF_CHECKER::modify_crc_pgm_rbf(PGM_CHAIN_ELEMENT* element, std::stri
         bitstream_size += vector.get_bit_size() / 8;
     PGMDQ_ASSERT(bitstream_size == (size - extra));
     std::vector<unsigned char> output(size, 0);
-    m_first_difference.clear();
-    const bool passed = compare_sections(element, output, icd, sof_path, f2p_constants->m_cb_data_width);
+    std::string first_difference;
+    const bool passed =
+        compare_sections(element, output, icd, sof_path, f2p_constants->m_cb_data_width, &first_difference);
 
     write_result(output_path, output.data(), size);
     if (passed)
@@ -245,7 +248,7 @@ void PGMDQ_POF_CHECKER::modify_crc_pgm_rbf(PGM_CHAIN_ELEMENT* element, std::stri
         update_msg(PGMDQ_MSG_TYPE_POF_ERROR, POF_CHECK_FAIL_INDICATOR + sof_path);
     if (PGMDQ_POF_DESIGN* design = find_design(sof_path)) {
         design->outcome = passed ? PGMDQ_POF_DESIGN::PASSED : PGMDQ_POF_DESIGN::FAILED;
-        design->note = m_first_difference;
+        design->note = first_difference;
     }
 }
 
@@ -285,7 +288,7 @@ bool PGMDQ_POF_CHECKER::create_rbf()
                 if (thr_runs_cancelled())
                     break;
                 update_msg(PGMDQ_MSG_TYPE_ERROR, "Fail to generate dat " + dat_path);
-                if (m_login_failed)
+                if (m_run.login_failed)
                     break;  // the die stops at a failed log-in
                 continue;
             }

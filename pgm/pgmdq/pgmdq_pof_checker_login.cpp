@@ -129,9 +129,9 @@ bool PGMDQ_POF_CHECKER::logged_in(int exit_status, const std::string& host)
     for (const LOGIN_FAILURE& failure : LOGIN_FAILURES) {
         if (failure.exit_status != exit_status)
             continue;
-        m_login_failure = host + failure.text;
-        report_once("login:" + host, m_login_failure, PGMDQ_MSG_TYPE_ERROR);
-        m_login_failed = true;
+        m_run.login_failure = host + failure.text;
+        report_once("login:" + host, m_run.login_failure, PGMDQ_MSG_TYPE_ERROR);
+        m_run.login_failed = true;
         return false;
     }
     return true;

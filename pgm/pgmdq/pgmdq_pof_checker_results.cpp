@@ -19,12 +19,12 @@ void PGMDQ_POF_CHECKER::register_designs()
 {
     for (unsigned i = 0; i < m_sof_size; ++i)
         if (!find_design(m_sof_files[i].fullpath))
-            m_designs.push_back({m_die_label, m_sof_files[i].fullpath, PGMDQ_POF_DESIGN::NO_VERDICT, std::string()});
+            m_run.designs.push_back({m_run.die_label, m_sof_files[i].fullpath, PGMDQ_POF_DESIGN::NO_VERDICT, std::string()});
 }
 
 PGMDQ_POF_DESIGN* PGMDQ_POF_CHECKER::find_design(const std::string& sof)
 {
-    for (PGMDQ_POF_DESIGN& design : m_designs)
+    for (PGMDQ_POF_DESIGN& design : m_run.designs)
         if (design.sof == sof)
             return &design;
     return nullptr;
@@ -62,16 +62,16 @@ std::string PGMDQ_POF_CHECKER::missing_verdict_reason(const PGMDQ_POF_DESIGN& de
 // bit streams first differ, and why a design got no verdict.
 void PGMDQ_POF_CHECKER::log_summary()
 {
-    if (m_designs.empty())
+    if (m_run.designs.empty())
         return;
     unsigned counts[3] = {0, 0, 0};
-    for (const PGMDQ_POF_DESIGN& design : m_designs)
+    for (const PGMDQ_POF_DESIGN& design : m_run.designs)
         ++counts[design.outcome];
-    update_msg(PGMDQ_MSG_TYPE_INFO, "Summary: " + std::to_string(m_designs.size()) + " designs checked, " +
+    update_msg(PGMDQ_MSG_TYPE_INFO, "Summary: " + std::to_string(m_run.designs.size()) + " designs checked, " +
                                         std::to_string(counts[PGMDQ_POF_DESIGN::PASSED]) + " passed, " +
                                         std::to_string(counts[PGMDQ_POF_DESIGN::FAILED]) + " failed, " +
                                         std::to_string(counts[PGMDQ_POF_DESIGN::NO_VERDICT]) + " skipped");
-    for (const PGMDQ_POF_DESIGN& design : m_designs) {
+    for (const PGMDQ_POF_DESIGN& design : m_run.designs) {
         if (design.outcome == PGMDQ_POF_DESIGN::FAILED)
             update_msg(PGMDQ_MSG_TYPE_WARNING, "Summary: " + design.sof + " failed: " + design.note);
         else if (design.outcome == PGMDQ_POF_DESIGN::NO_VERDICT)
@@ -85,9 +85,9 @@ std::vector<PGMDQ_JUNIT_SUITE> PGMDQ_POF_CHECKER::junit_suites() const
     static const PGMDQ_JUNIT_CASE::OUTCOME OUTCOMES[] = {PGMDQ_JUNIT_CASE::PASSED, PGMDQ_JUNIT_CASE::FAILED,
                                                          PGMDQ_JUNIT_CASE::SKIPPED};
     std::vector<PGMDQ_JUNIT_SUITE> suites;
-    for (const PGMDQ_POF_DIE_TIME& die : m_die_times) {
+    for (const PGMDQ_POF_DIE_TIME& die : m_run.die_times) {
         PGMDQ_JUNIT_SUITE suite{"pof." + die.die, die.seconds, {}};
-        for (const PGMDQ_POF_DESIGN& design : m_designs) {
+        for (const PGMDQ_POF_DESIGN& design : m_run.designs) {
             if (design.die != die.die)
                 continue;
             PGMDQ_JUNIT_CASE test{pgmdq_local8(QFileInfo(pgmdq_from_local8(design.sof)).fileName()),
@@ -161,15 +161,14 @@ bool PGMDQ_POF_CHECKER::run_unattended(const PGMDQ_POF_CHECK_REQUEST& request, s
         m_skip_img_check->setChecked(request.skip_img || request.skip_dat || request.skip_icd_rbf);
     }
     on_send_enabled();
-    m_login_failure.clear();
     const std::string recursive_switch = "switches/PGMDQ_RECURSIVE_PERSONEL_TEST";
     const std::string was_recursive = gen_get_setting(recursive_switch);
     gen_set_setting(recursive_switch, request.recursive ? "on" : "off");
     on_pof_check();
     gen_set_setting(recursive_switch, was_recursive);
-    if (!m_login_failure.empty())
-        *error = m_login_failure;
-    else if (m_die_times.empty())
+    if (!m_run.login_failure.empty())
+        *error = m_run.login_failure;
+    else if (m_run.die_times.empty())
         *error = "the check reached no die: " + (m_msg_list->count() ? log_lines().back() : std::string("no test directory"));
     else if (request.mail)
         on_send_email();

@@ -252,7 +252,7 @@ bool PGMDQ_POF_CHECKER::create_icd_dat()
 // and notes it for removal when the run ends. The caller has removed any older file of that name.
 FILE* PGMDQ_POF_CHECKER::create_script(const std::string& path)
 {
-    m_scripts.insert(path);
+    m_run.scripts.insert(path);
     const int fd = ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, S_IRUSR | S_IWUSR);
     if (fd < 0)
         return nullptr;
@@ -264,8 +264,8 @@ FILE* PGMDQ_POF_CHECKER::create_script(const std::string& path)
 
 void PGMDQ_POF_CHECKER::remove_scripts()
 {
-    for (const std::string& script : m_scripts)
+    for (const std::string& script : m_run.scripts)
         if (exists(script))
             rm_rf_file(script);
-    m_scripts.clear();
+    m_run.scripts.clear();
 }

@@ -58,16 +58,18 @@ void PGMDQ_POF_CHECKER::prepare_sof_memory(unsigned n)
 void PGMDQ_POF_CHECKER::on_pof_check()
 {
     // A second "Check" while one runs (a script's, or a click that slipped through) starts nothing.
-    if (m_busy || !account_is_valid())
+    if (m_run.busy)
+        return;
+    m_run = PGMDQ_POF_RUN();
+    if (!account_is_valid())
         return;
     const bool have_test_dir = get_current_dir();
     clear_crc_lists();
     m_skip_img = !m_regression && m_skip_img_check->isChecked();
     m_skip_dat = !m_regression && m_skip_dat_check->isChecked();
     m_skip_icd_rbf = !m_regression && m_skip_icd_rbf_check->isChecked();
-    m_reported.clear();
-    m_designs.clear();
-    m_die_times.clear();
+    m_run.work_root = m_current_path;
+    m_run.rk_work_root = m_rk_die_dir;
 
     // However the run ends, no worker batch, no generated script (the log-in scripts carry the
     // password) and no temporary file outlives it.
@@ -75,7 +77,7 @@ void PGMDQ_POF_CHECKER::on_pof_check()
         PGMDQ_POF_CHECKER& checker;
         ~RUN_END()
         {
-            checker.m_busy = nullptr;
+            checker.m_run.busy = nullptr;
             checker.delete_thread_batch();
             thr_allow_runs();
             checker.remove_scripts();
@@ -91,9 +93,9 @@ void PGMDQ_POF_CHECKER::on_pof_check()
     TFCQ_BUSY_DLG busy(tr("Please wait while Programmer is processing..."), tr("Programmer"), this);
     busy.set_cancellable();
     connect(&busy, &TFCQ_BUSY_DLG::cancel_requested, this, [] { thr_cancel_runs(); });
-    m_busy = &busy;
-    m_dies_done = 0;
-    m_dies_total = m_regression ? count_regression_dies() : 1;
+    m_run.busy = &busy;
+    m_run.dies_done = 0;
+    m_run.dies_total = m_regression ? count_regression_dies() : 1;
     if (m_regression)
         check_regression();
     else
@@ -130,19 +132,19 @@ unsigned PGMDQ_POF_CHECKER::count_regression_dies()
 // The busy dialog says which die is under check and how many of the run's dies are through.
 void PGMDQ_POF_CHECKER::begin_die(const std::string& label)
 {
-    m_die_label = label;
-    m_die_clock.start();
-    if (m_busy)
-        m_busy->set_progress(tr("Checking %1 - %2 of %3 dies done")
+    m_run.die_label = label;
+    m_run.die_clock.start();
+    if (m_run.busy)
+        m_run.busy->set_progress(tr("Checking %1 - %2 of %3 dies done")
                                  .arg(pgmdq_from_local8(label))
-                                 .arg(m_dies_done)
-                                 .arg(m_dies_total));
+                                 .arg(m_run.dies_done)
+                                 .arg(m_run.dies_total));
 }
 
 void PGMDQ_POF_CHECKER::end_die()
 {
-    m_die_times.push_back({m_die_label, m_die_clock.elapsed() / 1000.0});
-    ++m_dies_done;
+    m_run.die_times.push_back({m_run.die_label, m_run.die_clock.elapsed() / 1000.0});
+    ++m_run.dies_done;
 }
 
 // Every ready family under the test directory; the first family that fails ends the run.
@@ -171,17 +173,15 @@ void PGMDQ_POF_CHECKER::check_personal()
         check_personal_dir();
         return;
     }
-    m_dies_total = unsigned(sub_dirs.size());
-    const std::string current_path = m_current_path;
-    const std::string rk_die_dir = m_rk_die_dir;
+    m_run.dies_total = unsigned(sub_dirs.size());
     for (const QString& sub_dir : sub_dirs) {
         if (thr_runs_cancelled())
             return;
         // The Windows separator is appended on every platform, as the sites' users give their
         // directories in that form.
-        m_current_path = current_path + pgmdq_local8(sub_dir) + "\\";
+        m_current_path = m_run.work_root + pgmdq_local8(sub_dir) + "\\";
         m_die_dir = m_current_path;
-        m_rk_die_dir = rk_die_dir + pgmdq_local8(sub_dir) + "/";
+        m_rk_die_dir = m_run.rk_work_root + pgmdq_local8(sub_dir) + "/";
         check_personal_dir();
     }
 }
@@ -300,7 +300,7 @@ bool PGMDQ_POF_CHECKER::check_sof()
         update_msg(PGMDQ_MSG_TYPE_ERROR, "Can't detect any sof in directory " + m_die_dir);
         return false;
     }
-    m_login_failed = false;
+    m_run.login_failed = false;
     register_designs();
     remove_stale_scripts();
 
@@ -400,7 +400,7 @@ void PGMDQ_POF_CHECKER::report_link(const std::string& path)
 // A finding (a path left alone, a host that refused the log-in) is told once a run.
 void PGMDQ_POF_CHECKER::report_once(const std::string& key, const std::string& text, PGMDQ_MSG_TYPE type)
 {
-    if (m_reported.insert(key).second)
+    if (m_run.reported.insert(key).second)
         update_msg(type, text);
 }
 

@@ -181,6 +181,30 @@ struct PGMDQ_POF_DIE_TIME {
     double seconds;
 };
 
+// What one check keeps beside the panel's own fields (the die under check and its SOF records):
+// made afresh when a check starts, so nothing of an earlier check leaks into it, and kept after
+// it for its summary and its unattended caller.
+struct PGMDQ_POF_RUN {
+    // The work directory as the check started: a personal test's sub-directories hang below it.
+    std::string work_root;
+    std::string rk_work_root;
+    TFCQ_BUSY_DLG* busy = nullptr;  // its progress line and its Cancel button; null once it ends
+    unsigned dies_done = 0;
+    unsigned dies_total = 0;
+    // Every script the check wrote (the log-in scripts carry the password): removed when it ends,
+    // however it ends.
+    std::set<std::string> scripts;
+    // Paths (links and names left untouched) and hosts (failed log-ins) already told about.
+    std::set<std::string> reported;
+    std::vector<PGMDQ_POF_DESIGN> designs;
+    std::vector<PGMDQ_POF_DIE_TIME> die_times;
+    std::string login_failure;  // the last failed log-in, as the log tells it
+    // The die under check.
+    std::string die_label;  // as the summary names it
+    QElapsedTimer die_clock;
+    bool login_failed = false;  // one of its log-ins failed: the die stops there
+};
+
 class PGMDQ_POF_CHECKER : public QWidget {
     Q_OBJECT
 public:
@@ -191,8 +215,8 @@ public:
     unsigned get_index(bool family);
 
     // The last check's designs and dies, for its summary and for unattended runs.
-    const std::vector<PGMDQ_POF_DESIGN>& designs() const { return m_designs; }
-    const std::vector<PGMDQ_POF_DIE_TIME>& die_times() const { return m_die_times; }
+    const std::vector<PGMDQ_POF_DESIGN>& designs() const { return m_run.designs; }
+    const std::vector<PGMDQ_POF_DIE_TIME>& die_times() const { return m_run.die_times; }
     // The log lines that name a design (its SOF or any file made from it).
     std::vector<std::string> design_lines(const PGMDQ_POF_DESIGN& design) const;
     std::vector<std::string> log_lines() const;
@@ -328,11 +352,11 @@ private:
     bool logged_in(int exit_status, const std::string& host);
     void remove_stale_scripts();
     bool compare_sections(PGM_CHAIN_ELEMENT* element, std::vector<unsigned char>& output,
-                          const std::vector<unsigned char>& icd, const std::string& sof_path, unsigned cb_data_width);
+                          const std::vector<unsigned char>& icd, const std::string& sof_path, unsigned cb_data_width,
+                          std::string* first_difference);
     bool compare_section(const PGM_PCF_TREE_ELEMENT& section, unsigned char* output, const unsigned char* icd,
                          size_t output_index, unsigned cb_data_width, const std::string& debug_base,
-                         unsigned core_number);
-    void note_first_difference(const PGM_PCF_TREE_ELEMENT& section, size_t byte);
+                         unsigned core_number, std::string* first_difference);
     void patch_frame(unsigned type, unsigned char* output, const unsigned char* icd, size_t base, unsigned frame_bits,
                      unsigned cb_data_width);
 
@@ -382,21 +406,5 @@ private:
     // lookup; emptied lists empty it.
     std::unordered_map<std::uint64_t, unsigned> m_crc_lookup;
     std::size_t m_crc_lookup_indexed;
-    // Every script a run wrote (some carry the password): removed when the run ends, however it
-    // ends.
-    std::set<std::string> m_scripts;
-    // The run's busy dialog (null between runs): its progress line and its Cancel button.
-    TFCQ_BUSY_DLG* m_busy;
-    unsigned m_dies_done;
-    unsigned m_dies_total;
-    // Paths (links and names left untouched) and hosts (failed log-ins) already told about in
-    // this run.
-    std::set<std::string> m_reported;
-    bool m_login_failed;  // a log-in of the die under check failed: the die stops there
-    std::vector<PGMDQ_POF_DESIGN> m_designs;
-    std::vector<PGMDQ_POF_DIE_TIME> m_die_times;
-    std::string m_die_label;         // the die under check, as the summary names it
-    QElapsedTimer m_die_clock;
-    std::string m_first_difference;  // of the SOF being compared
-    std::string m_login_failure;     // the last failed log-in of the check, as the log tells it
+    PGMDQ_POF_RUN m_run;
 };
