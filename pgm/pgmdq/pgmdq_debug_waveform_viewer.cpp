@@ -254,7 +254,7 @@ void PGMDQ_DEBUG_WAVEFORM_VIEWER::on_hardware()
 bool PGMDQ_DEBUG_WAVEFORM_VIEWER::set_hardware(unsigned hardware)
 {
     const bool accepted = m_engine->set_tji_hardware(true, hardware);
-    m_hardware_edit->setText(accepted ? QString::fromLocal8Bit(m_engine->get_hardware_name(true).c_str())
+    m_hardware_edit->setText(accepted ? pgmdq_from_local8(m_engine->get_hardware_name(true))
                                       : tr("No hardware"));
     m_scan_button->setEnabled(accepted);
     m_save_button->setEnabled(false);

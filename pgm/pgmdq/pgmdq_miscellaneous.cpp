@@ -66,7 +66,7 @@ PGMDQ_PROCESS_DLG::PGMDQ_PROCESS_DLG(const std::vector<std::string>& processes, 
     bool any_checked = false;
     bool any_unchecked = false;
     for (const std::string& process : processes) {
-        auto* box = new QCheckBox(QString::fromLocal8Bit(process.c_str()), this);
+        auto* box = new QCheckBox(pgmdq_from_local8(process), this);
         const bool skipped = is_skipped_process(box->text());
         box->setChecked(skipped);
         any_checked |= skipped;

@@ -269,5 +269,5 @@ void PGMDQ_POF_CHECKER::on_send_enabled()
 void PGMDQ_POF_CHECKER::on_site()
 {
     const std::string root = m_site_check->isChecked() ? LINUX_NV_TEST_DIR.str() : LINUX_RK_TEST_DIR.str();
-    m_dir_label->setText(tr("Test location: ") + QString::fromLocal8Bit(root.c_str()));
+    m_dir_label->setText(tr("Test location: ") + pgmdq_from_local8(root));
 }
