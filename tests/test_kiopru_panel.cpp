@@ -51,11 +51,11 @@ template <class ROWS> QStringList names_and_keys(const ROWS& rows)
     return texts;
 }
 
-// The scheme keys, or the chain manager's supply millivolts, of the rows in `mask`.
-QVariantList in_mask(const PGMD_CM_TYPE_INFO* list, size_t count, unsigned mask, bool supplies)
+// The scheme keys, or the chain manager's supply millivolts, of the rows `mask` selects.
+template <size_t N> QVariantList selected(const PGMD_CM_TYPE_INFO (&list)[N], unsigned mask, bool supplies)
 {
     QVariantList values;
-    for (size_t row = 0; row < count; ++row)
+    for (size_t row = 0; row < N; ++row)
         if (list[row].enumerator & mask)
             values << (supplies ? QVariant(pgmd_cm_catalogue().vccpgms[row].code) : QString::fromStdString(list[row].key));
     return values;
@@ -135,13 +135,10 @@ private slots:
                 if (silicon.isEmpty())
                     continue;
                 ++configurable;
-                const size_t schemes = std::size(PGMD_CM_SCHEME_LIST), supplies = std::size(PGMD_CM_VCCPGM_LIST);
                 QCOMPARE(silicon["schemes"].toArray().toVariantList(),
-                         in_mask(PGMD_CM_SCHEME_LIST, schemes, row->passive_schemes | row->active_schemes, false));
-                QCOMPARE(silicon["passive_vccpgm_mv"].toArray().toVariantList(),
-                         in_mask(PGMD_CM_VCCPGM_LIST, supplies, row->passive_vccpgm, true));
-                QCOMPARE(silicon["active_vccpgm_mv"].toArray().toVariantList(),
-                         in_mask(PGMD_CM_VCCPGM_LIST, supplies, row->active_vccpgm, true));
+                         selected(PGMD_CM_SCHEME_LIST, row->passive_schemes | row->active_schemes, false));
+                QCOMPARE(silicon["passive_vccpgm_mv"].toArray().toVariantList(), selected(PGMD_CM_VCCPGM_LIST, row->passive_vccpgm, true));
+                QCOMPARE(silicon["active_vccpgm_mv"].toArray().toVariantList(), selected(PGMD_CM_VCCPGM_LIST, row->active_vccpgm, true));
             }
         QCOMPARE(duts, 3);
         QCOMPARE(configurable, 1);

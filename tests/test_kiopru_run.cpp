@@ -27,18 +27,11 @@ QString file_text(const QString& path)
     return file.open(QIODevice::ReadOnly) ? QString::fromLocal8Bit(file.readAll()) : QString();
 }
 
-bool is_detail(const QString& line)
-{
-    return line.startsWith(DETAIL_PREFIX);
-}
-
 bool write_file(const QString& path, const QByteArray& contents)
 {
     QFile file(path);
     return file.open(QIODevice::WriteOnly) && file.write(contents) == contents.size();
 }
-
-const QString PS_CFI_DCLK = "@Passive Serial @1.8 V @P30 2Gb 16-bits CFI flash @DCLK";
 
 } // namespace
 
@@ -48,10 +41,7 @@ class TEST_KIOPRU_RUN : public QObject {
     std::unique_ptr<PGMDQ_COOKIE_MONSTER> m_panel;
 
     QString raw_file() const { return QDir(m_work_dir.path()).filePath("kiopru_batch.raw"); }
-    void create_tests(const QString& dut, const QString& vccpgm)
-    {
-        kiopru_create_test(*m_panel, dut, {{"m_vccpgm_combo", vccpgm}});
-    }
+    void create_tests(const QString& dut, const QString& vccpgm) { kiopru_create_test(*m_panel, dut, {{"m_vccpgm_combo", vccpgm}}); }
     void run(const QStringList& boxes_to_tick = {}) { kiopru_run(*m_panel, boxes_to_tick); }
     void choose_file_and_click(const QString& file, const QString& button)
     {
@@ -60,19 +50,24 @@ class TEST_KIOPRU_RUN : public QObject {
     }
     QString result_counts() const { return m_panel->findChild<QLabel*>("m_result_counts_label")->text(); }
 
-    // Every verdict is dark green or red by its text, and its details follow in its colour.
-    void check_result_colours(int first_result_row)
+    // Every line in the colour its text calls for: commands dark yellow, processes blue, verdicts
+    // dark green or red, and after each verdict its details in its colour.
+    void check_colours() const
     {
         const QStringList lines = kiopru_lines(*m_panel);
-        QVERIFY(first_result_row < lines.size());
-        QVERIFY(!is_detail(lines[first_result_row]));
-        QColor verdict_colour;
-        for (int row = first_result_row; row < lines.size(); ++row) {
-            if (!is_detail(lines[row])) {
-                QVERIFY2(lines[row].contains(" - Pass") != lines[row].contains(" - Fail"), qPrintable(lines[row]));
-                verdict_colour = lines[row].contains(" - Pass") ? QColor(Qt::darkGreen) : QColor(Qt::red);
-            }
-            QCOMPARE(kiopru_line_color(*m_panel, row), verdict_colour);
+        QColor verdict;
+        for (int row = 0; row < lines.size(); ++row) {
+            const QString& line = lines[row];
+            const bool pass = line.contains(" - Pass"), fail = line.contains(" - Fail");
+            QVERIFY2(!(pass && fail), qPrintable(line));
+            if (pass || fail)
+                verdict = pass ? QColor(Qt::darkGreen) : QColor(Qt::red);
+            else if (!line.startsWith("CMD @") && !line.startsWith("PROCESS "))
+                QVERIFY2(line.startsWith(DETAIL_PREFIX) && verdict.isValid(), qPrintable(line));
+            const QColor expected = line.startsWith("CMD @")      ? QColor(Qt::darkYellow)
+                                    : line.startsWith("PROCESS ") ? QColor(Qt::blue)
+                                                                  : verdict;
+            QCOMPARE(kiopru_line_color(*m_panel, row), expected);
         }
     }
 
@@ -100,50 +95,32 @@ private slots:
         TFCQ_FILE_DLG::clear_preset_answers();
     }
 
+    // A cancelled process dialog ends the run before it starts. A run appends the processes and a
+    // coloured verdict per test, and writes the raw file; the next run starts again from the
+    // commands, here with the engine skipped: the raw file and the processes as the dialog left them.
     void run_appends_processes_and_coloured_verdicts()
     {
         create_tests(BR5, "All");
+        TFCQ_DIALOG::preset_answer([](TFCQ_DIALOG*) { return int(QDialog::Rejected); });
+        kiopru_click(kiopru_button(*m_panel, "Run Test"));
+        const QStringList commands = kiopru_lines(*m_panel);
+        QCOMPARE(commands.size(), 3);
+        QVERIFY(!QFile::exists(raw_file()));
+
         run();
-        const QStringList lines = kiopru_lines(*m_panel);
-        for (int row = 0; row < 3; ++row) {
-            QVERIFY(lines[row].startsWith("CMD @BR5-TV1-ES @Passive Serial @"));
-            QCOMPARE(kiopru_line_color(*m_panel, row), QColor(Qt::darkYellow));
-        }
-        QCOMPARE(lines.mid(3, 3),
+        QCOMPARE(kiopru_lines(*m_panel).mid(3, 3),
                  (QStringList{"PROCESS +Generate SOF", "PROCESS +Generate PFL IP", "PROCESS +Generate PFL POF"}));
-        for (int row = 3; row < 6; ++row)
-            QCOMPARE(kiopru_line_color(*m_panel, row), QColor(Qt::blue));
-        check_result_colours(6);
-        QVERIFY(is_detail(lines[7]));
+        QVERIFY(kiopru_lines(*m_panel)[7].startsWith(DETAIL_PREFIX));
+        check_colours();
         QCOMPARE(result_counts(), QString("3 passed, 0 failed"));
-        const QString raw = file_text(raw_file());
-        QCOMPARE(raw.count("\nTEST\t"), 3);
-        QCOMPARE(raw.count("\nPROCESS\tRUN\t"), 3);
+        QCOMPARE(file_text(raw_file()).count("\nPROCESS\tRUN\t"), 3);
 
-        // A second run starts again from the commands: the old processes and results go.
-        run();
-        QCOMPARE(kiopru_lines(*m_panel).size(), lines.size());
-        QCOMPARE(kiopru_lines(*m_panel).mid(0, 6), lines.mid(0, 6));
-    }
-
-    void skipped_engine_writes_the_raw_file_only()
-    {
-        create_tests(BR5, "All");
         run({"Skip engine operation", "PROCESS +Generate PFL IP"});
-        const QStringList lines = kiopru_lines(*m_panel);
-        QCOMPARE(lines.mid(3), (QStringList{"PROCESS +Generate SOF", "PROCESS -Generate PFL IP", "PROCESS +Generate PFL POF"}));
+        QCOMPARE(kiopru_lines(*m_panel), QStringList(commands) << "PROCESS +Generate SOF" << "PROCESS -Generate PFL IP"
+                                                                << "PROCESS +Generate PFL POF");
         const QString raw = file_text(raw_file());
         QCOMPARE(raw.count("\nTEST\t"), 3);
         QVERIFY(raw.contains("\nPROCESS\tSKIP\tGenerate PFL IP\n"));
-    }
-
-    void cancelled_process_dialog_ends_the_run()
-    {
-        create_tests(BR5, "1.8 V");
-        TFCQ_DIALOG::preset_answer([](TFCQ_DIALOG*) { return int(QDialog::Rejected); });
-        kiopru_click(kiopru_button(*m_panel, "Run Test"));
-        QCOMPARE(kiopru_lines(*m_panel).size(), 1);
-        QVERIFY(!QFile::exists(raw_file()));
     }
 
     // Deleting every command keeps the run's lines for saving. Choosing a cable again enables
@@ -182,8 +159,7 @@ private slots:
         QVERIFY(error_dialog->informativeText().contains("pgmdq_cookie_monster"));
         error_dialog->close();
         QVERIFY(kiopru_lines(*m_panel).isEmpty());
-        // The raw file is still the one of the earlier run.
-        QCOMPARE(file_text(raw_file()).count("\nTEST\t"), 3);
+        QCOMPARE(file_text(raw_file()).count("\nTEST\t"), 3); // the earlier run's raw file stays
     }
 
     // A file that cannot be written whole is told once, naming it, and the previous one stays.
@@ -271,7 +247,7 @@ private slots:
         run();
         const QStringList commands = kiopru_lines(*m_panel).filter(QRegExp("^CMD"));
         QCOMPARE(commands.size(), 2);
-        check_result_colours(kiopru_lines(*m_panel).indexOf(QRegExp(".* - (Pass|Fail)")));
+        check_colours();
         QVERIFY(kiopru_lines(*m_panel).filter(" - Fail").join("").contains(CD5));
         QCOMPARE(result_counts(), QString("1 passed, 1 failed"));
         const QDir dir(m_work_dir.path());
@@ -323,22 +299,25 @@ private slots:
         QCOMPARE(kiopru_lines(other).filter(" - Pass").size(), 1);
     }
 
+    // Each line of a saved batch is checked as "Create Test" checks its choices: what is not
+    // loaded is told with its line number and reason, and the rest is loaded and can run.
     void batch_lines_are_validated_as_create_test_does_data()
     {
         QTest::addColumn<QString>("line");
         QTest::addColumn<QString>("reason");
-        QTest::newRow("unknown dut") << "CMD @XX5 " + PS_CFI_DCLK << "unknown dut \"XX5\"";
+        const QString ps = "CMD @BR5-TV1-ES @Passive Serial @1.8 V @P30 2Gb 16-bits CFI flash";
+        const QString as = "CMD @BR5-TV1-ES @Active Serial ";
         QTest::newRow("unknown option") << "CMD @BR5-TV1-ES @Passive Serial @1.9 V @P30 2Gb 16-bits CFI flash @DCLK"
                                         << "unknown VCCPGM \"1.9 V\"";
         QTest::newRow("scheme") << "CMD @CD5-TV2-ES @Fast Passive Parallel x32 @1.8 V @P30 2Gb 16-bits CFI flash @DCLK"
                                 << "For dut CD5-TV2-ES, configure scheme - Fast Passive Parallel x32 is invalid";
-        QTest::newRow("supply") << "CMD @BR5-TV1-ES @Active Serial @1.8 V @P30 2Gb 16-bits CFI flash @DCLK"
+        QTest::newRow("supply") << as + "@1.8 V @P30 2Gb 16-bits CFI flash @DCLK"
                                 << "For dut BR5-TV1-ES, combination of configure scheme - Active Serial and VCCPGM - "
                                    "1.8 V is invalid";
-        QTest::newRow("memory") << "CMD @BR5-TV1-ES @Active Serial @3.0 V @P30 2Gb 16-bits CFI flash @DCLK"
+        QTest::newRow("memory") << as + "@3.0 V @P30 2Gb 16-bits CFI flash @DCLK"
                                 << "For dut BR5-TV1-ES, combination of configure scheme - Active Serial, VCCPGM - 3.0 V "
                                    "and memory storage - P30 2Gb 16-bits CFI flash is invalid";
-        QTest::newRow("clock") << "CMD @BR5-TV1-ES @Passive Serial @1.8 V @P30 2Gb 16-bits CFI flash @External CLKUSR"
+        QTest::newRow("clock") << ps + " @External CLKUSR"
                                << "For dut BR5-TV1-ES, combination of configure scheme - Passive Serial, VCCPGM - 1.8 V, "
                                   "memory storage - P30 2Gb 16-bits CFI flash and configuration frequency - External "
                                   "CLKUSR is invalid";
@@ -350,7 +329,7 @@ private slots:
     {
         QFETCH(QString, line);
         QFETCH(QString, reason);
-        const QString valid = "CMD @BR5-TV1-ES " + PS_CFI_DCLK;
+        const QString valid = "CMD @BR5-TV1-ES @Passive Serial @1.8 V @P30 2Gb 16-bits CFI flash @DCLK";
         const QString batch = QDir(m_work_dir.path()).filePath("edited.txt");
         QVERIFY(write_file(batch, (valid + "\n\n" + line + "\r\n").toUtf8()));
         KIOPRU_MESSAGES messages;

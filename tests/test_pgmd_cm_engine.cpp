@@ -63,16 +63,15 @@ std::vector<uint64_t> read_samples(PGMD_CM_ENGINE& engine, unsigned device, size
 
 using Engine = PGMD_CM_TEST;
 
+// Handles count from 1 in the bench's order; a handle of no cable unbinds its side alone.
 TEST_F(Engine, BindsCablesByHandle)
 {
-    EXPECT_EQ(pgmd_cm_list_hardware(*m_bench), (std::vector<std::string>{BENCH_CABLE_NAME, DUT_CABLE_NAME, LAB_CABLE_NAME}));
     PGMD_CM_ENGINE engine(m_bench);
     EXPECT_TRUE(engine.set_tji_hardware(false, 1));
-    EXPECT_TRUE(engine.set_tji_hardware(true, 2));
-    EXPECT_EQ(engine.get_hardware_name(true), DUT_CABLE_NAME);
-    EXPECT_FALSE(engine.set_tji_hardware(true, 0));
-    EXPECT_EQ(engine.get_hardware_name(true), "");
+    EXPECT_TRUE(engine.set_tji_hardware(true, 3));
+    EXPECT_EQ(engine.get_hardware_name(true), LAB_CABLE_NAME);
     EXPECT_FALSE(engine.set_tji_hardware(true, 4));
+    EXPECT_EQ(engine.get_hardware_name(true), "");
     EXPECT_EQ(engine.get_hardware_name(false), BENCH_CABLE_NAME);
     try {
         PGMD_CM_ENGINE without_bench(nullptr);
@@ -178,33 +177,25 @@ TEST_F(Engine, StartupLocksTheCableForOneEngine)
     EXPECT_TRUE(third.startup_hardware(true, false));
 }
 
-// What the viewer's captures do not reach: the order of start-up, node search and instruction
-// loads, the kinds of node, and the configuration hardware behind the bench cable.
+// What the viewer's captures and the manager's runs do not reach: the order of start-up, node
+// search and instruction loads, nodes of another kind or beyond the chain, and reading again.
 TEST_F(Engine, FindsNodesBehindTheHub)
 {
     PGMD_CM_ENGINE engine(m_bench);
     ASSERT_TRUE(engine.set_tji_hardware(true, handle(LAB_CABLE_NAME)));
     EXPECT_FALSE(engine.determine_dut_sld_node(0, NODE_KIND_DEBUG_IP)) << "needs a started cable";
-    EXPECT_FALSE(engine.load_jtag_virtual_instruction(true, DEBUG_USEDW, 0, false, true));
     ASSERT_TRUE(engine.startup_hardware(true, false));
     EXPECT_FALSE(engine.load_jtag_virtual_instruction(true, DEBUG_USEDW, 0, false, true)) << "no node found yet";
     EXPECT_TRUE(engine.determine_dut_sld_node(0, NODE_KIND_DEBUG_IP));
     EXPECT_FALSE(engine.determine_dut_sld_node(0, NODE_KIND_CONFIG_HW));
-    EXPECT_FALSE(engine.determine_dut_sld_node(1, NODE_KIND_DEBUG_IP)) << "the bridge has no hub";
     EXPECT_FALSE(engine.determine_dut_sld_node(3, NODE_KIND_DEBUG_IP));
     EXPECT_FALSE(engine.determine_sld_node(false, 0, NODE_KIND_DEBUG_IP)) << "the bench cable is not bound";
-    EXPECT_EQ(read_word(engine, DEBUG_DESCRIPTOR, 0), 0x21u);
     EXPECT_EQ(read_samples(engine, 0, 100), std::vector<uint64_t>(bench_generate_trace(2, 100)));
     EXPECT_EQ(read_samples(engine, 0, 100), std::vector<uint64_t>(bench_generate_trace(2, 100))) << "reading again starts from sample 0";
     EXPECT_EQ(scan(engine).devices.size(), 3u) << "a reset after instruction loads selects IDCODE again";
     engine.unlock_hardware(true);
     unsigned char bytes[5] = {};
     EXPECT_FALSE(engine.read_dr_data(true, SAMPLE_BITS, bytes, 0)) << "no shifts without the lock";
-
-    PGMD_CM_ENGINE bench_side(m_bench);
-    ASSERT_TRUE(bench_side.set_tji_hardware(false, handle(BENCH_CABLE_NAME)));
-    ASSERT_TRUE(bench_side.startup_hardware(false, false));
-    EXPECT_TRUE(bench_side.determine_sld_node(false, 0, NODE_KIND_CONFIG_HW));
 }
 
 // Two benches at once: the same cable on each is a cable of its own, with its own lock and its
