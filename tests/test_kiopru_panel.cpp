@@ -13,6 +13,7 @@
 
 #include <iterator>
 #include <memory>
+#include <type_traits>
 
 namespace {
 
@@ -34,20 +35,15 @@ QStringList items_of(const QComboBox* combo)
     return items;
 }
 
-// "name/key" of a row, from the panel's tables and from the chain manager's catalogue alike.
-QString name_key(const PGMD_CM_TYPE_INFO& row)
-{
-    return QString::fromStdString(row.display_name + "/" + row.key);
-}
-template <class ENTRY> QString name_key(const ENTRY& entry)
-{
-    return QString("%1/%2").arg(entry.name, entry.key);
-}
+// "name/key" of each row, from the panel's tables and from the chain manager's catalogue alike.
 template <class ROWS> QStringList names_and_keys(const ROWS& rows)
 {
     QStringList texts;
     for (const auto& row : rows)
-        texts << name_key(row);
+        if constexpr (std::is_same_v<std::decay_t<decltype(row)>, PGMD_CM_TYPE_INFO>)
+            texts << QString::fromStdString(row.display_name + "/" + row.key);
+        else
+            texts << QString("%1/%2").arg(row.name, row.key);
     return texts;
 }
 

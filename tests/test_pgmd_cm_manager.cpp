@@ -82,6 +82,7 @@ protected:
 
 using Generator = PGMD_CM_TEST;
 
+// Passive schemes alone come through the Kiopru panel's runs.
 TEST_F(Generator, DerivesTheProcessesFromTheSchemes)
 {
     struct CASE {
@@ -89,7 +90,6 @@ TEST_F(Generator, DerivesTheProcessesFromTheSchemes)
         std::vector<std::string> processes;
     };
     const CASE cases[] = {
-        {{PS_CFI, FPP32_QSPI}, {"PROCESS +Generate SOF", "PROCESS +Generate PFL IP", "PROCESS +Generate PFL POF"}},
         {{AS_INT100}, {"PROCESS +Generate SOF", "PROCESS +Generate JIC"}},
         {{AS_INT100, PS_CFI},
          {"PROCESS +Generate SOF", "PROCESS +Generate PFL IP", "PROCESS +Generate PFL POF", "PROCESS +Generate JIC"}},
