@@ -1,5 +1,5 @@
-// Shared by the Kiopru panel tests: finding the panel's controls the way a user sees them,
-// answering its dialogs, reading the command list, and catching the panel's internal errors.
+// Shared by the Kiopru panel tests: the panel's controls found and worked the way a user sees
+// them, its dialogs answered, its command list read, its messages and internal errors caught.
 #pragma once
 
 #include "pgmdq_cookie_monster.h"
@@ -90,8 +90,18 @@ inline void kiopru_choose_cable(const PGMDQ_COOKIE_MONSTER& panel, bool dut, con
     kiopru_click(panel.findChild<QPushButton*>(dut ? "m_dut_jtag_button" : "m_cookie_jtag_button"));
 }
 
-// The next process dialog is confirmed with "Ok", after ticking the named boxes.
-inline void kiopru_answer_process_dialog(const QStringList& boxes_to_tick = {})
+// "Create Test" for the DUT with the given selectors' entries, the others left as they are.
+inline void kiopru_create_test(const PGMDQ_COOKIE_MONSTER& panel, const QString& dut,
+                               const QList<QPair<const char*, QString>>& choices = {})
+{
+    QVERIFY(kiopru_choose(panel, "m_dut_combo", dut));
+    for (const auto& choice : choices)
+        QVERIFY2(kiopru_choose(panel, choice.first, choice.second), qPrintable(choice.second));
+    kiopru_click(kiopru_button(panel, "Create Test"));
+}
+
+// "Run Test", with the process dialog confirmed by "Ok" after ticking the named boxes.
+inline void kiopru_run(const PGMDQ_COOKIE_MONSTER& panel, const QStringList& boxes_to_tick = {})
 {
     TFCQ_DIALOG::preset_answer([boxes_to_tick](TFCQ_DIALOG* dialog) {
         for (const QString& text : boxes_to_tick)
@@ -99,6 +109,7 @@ inline void kiopru_answer_process_dialog(const QStringList& boxes_to_tick = {})
         kiopru_click(kiopru_button(*dialog, "Ok"));
         return dialog->result();
     });
+    kiopru_click(kiopru_button(panel, "Run Test"));
 }
 
 inline QStringList kiopru_lines(const PGMDQ_COOKIE_MONSTER& panel)

@@ -27,18 +27,11 @@ QString file_text(const QString& path)
     return file.open(QIODevice::ReadOnly) ? QString::fromLocal8Bit(file.readAll()) : QString();
 }
 
-bool is_detail(const QString& line)
-{
-    return line.startsWith(DETAIL_PREFIX);
-}
-
 bool write_file(const QString& path, const QByteArray& contents)
 {
     QFile file(path);
     return file.open(QIODevice::WriteOnly) && file.write(contents) == contents.size();
 }
-
-const QString PS_CFI_DCLK = "@Passive Serial @1.8 V @P30 2Gb 16-bits CFI flash @DCLK";
 
 } // namespace
 
@@ -48,22 +41,8 @@ class TEST_KIOPRU_RUN : public QObject {
     std::unique_ptr<PGMDQ_COOKIE_MONSTER> m_panel;
 
     QString raw_file() const { return QDir(m_work_dir.path()).filePath("kiopru_batch.raw"); }
-
-    // Passive Serial on the first flash with DCLK, at one or every supply voltage; then a run with
-    // the process dialog confirmed.
-    static void create_tests(PGMDQ_COOKIE_MONSTER& panel, const QString& dut, const QString& vccpgm)
-    {
-        QVERIFY(kiopru_choose(panel, "m_dut_combo", dut));
-        QVERIFY(kiopru_choose(panel, "m_vccpgm_combo", vccpgm));
-        kiopru_click(kiopru_button(panel, "Create Test"));
-    }
-    void create_tests(const QString& dut, const QString& vccpgm) { create_tests(*m_panel, dut, vccpgm); }
-    static void run(PGMDQ_COOKIE_MONSTER& panel, const QStringList& boxes_to_tick = {})
-    {
-        kiopru_answer_process_dialog(boxes_to_tick);
-        kiopru_click(kiopru_button(panel, "Run Test"));
-    }
-    void run(const QStringList& boxes_to_tick = {}) { run(*m_panel, boxes_to_tick); }
+    void create_tests(const QString& dut, const QString& vccpgm) { kiopru_create_test(*m_panel, dut, {{"m_vccpgm_combo", vccpgm}}); }
+    void run(const QStringList& boxes_to_tick = {}) { kiopru_run(*m_panel, boxes_to_tick); }
     void choose_file_and_click(const QString& file, const QString& button)
     {
         TFCQ_FILE_DLG::preset_answer(file);
@@ -71,19 +50,24 @@ class TEST_KIOPRU_RUN : public QObject {
     }
     QString result_counts() const { return m_panel->findChild<QLabel*>("m_result_counts_label")->text(); }
 
-    // Every verdict is dark green or red by its text, and its details follow in its colour.
-    void check_result_colours(int first_result_row)
+    // Every line in the colour its text calls for: commands dark yellow, processes blue, verdicts
+    // dark green or red, and after each verdict its details in its colour.
+    void check_colours() const
     {
         const QStringList lines = kiopru_lines(*m_panel);
-        QVERIFY(first_result_row < lines.size());
-        QVERIFY(!is_detail(lines[first_result_row]));
-        QColor verdict_colour;
-        for (int row = first_result_row; row < lines.size(); ++row) {
-            if (!is_detail(lines[row])) {
-                QVERIFY2(lines[row].contains(" - Pass") != lines[row].contains(" - Fail"), qPrintable(lines[row]));
-                verdict_colour = lines[row].contains(" - Pass") ? QColor(Qt::darkGreen) : QColor(Qt::red);
-            }
-            QCOMPARE(kiopru_line_color(*m_panel, row), verdict_colour);
+        QColor verdict;
+        for (int row = 0; row < lines.size(); ++row) {
+            const QString& line = lines[row];
+            const bool pass = line.contains(" - Pass"), fail = line.contains(" - Fail");
+            QVERIFY2(!(pass && fail), qPrintable(line));
+            if (pass || fail)
+                verdict = pass ? QColor(Qt::darkGreen) : QColor(Qt::red);
+            else if (!line.startsWith("CMD @") && !line.startsWith("PROCESS "))
+                QVERIFY2(line.startsWith(DETAIL_PREFIX) && verdict.isValid(), qPrintable(line));
+            const QColor expected = line.startsWith("CMD @")      ? QColor(Qt::darkYellow)
+                                    : line.startsWith("PROCESS ") ? QColor(Qt::blue)
+                                                                  : verdict;
+            QCOMPARE(kiopru_line_color(*m_panel, row), expected);
         }
     }
 
@@ -111,75 +95,38 @@ private slots:
         TFCQ_FILE_DLG::clear_preset_answers();
     }
 
+    // A cancelled process dialog ends the run before it starts. A run appends the processes and a
+    // coloured verdict per test, and writes the raw file; the next run starts again from the
+    // commands, here with the engine skipped: the raw file and the processes as the dialog left them.
     void run_appends_processes_and_coloured_verdicts()
     {
         create_tests(BR5, "All");
+        TFCQ_DIALOG::preset_answer([](TFCQ_DIALOG*) { return int(QDialog::Rejected); });
+        kiopru_click(kiopru_button(*m_panel, "Run Test"));
+        const QStringList commands = kiopru_lines(*m_panel);
+        QCOMPARE(commands.size(), 3);
+        QVERIFY(!QFile::exists(raw_file()));
+
         run();
-        const QStringList lines = kiopru_lines(*m_panel);
-        for (int row = 0; row < 3; ++row) {
-            QVERIFY(lines[row].startsWith("CMD @BR5-TV1-ES @Passive Serial @"));
-            QCOMPARE(kiopru_line_color(*m_panel, row), QColor(Qt::darkYellow));
-        }
-        QCOMPARE(lines.mid(3, 3),
+        QCOMPARE(kiopru_lines(*m_panel).mid(3, 3),
                  (QStringList{"PROCESS +Generate SOF", "PROCESS +Generate PFL IP", "PROCESS +Generate PFL POF"}));
-        for (int row = 3; row < 6; ++row)
-            QCOMPARE(kiopru_line_color(*m_panel, row), QColor(Qt::blue));
-        check_result_colours(6);
-        QCOMPARE(lines.mid(6).filter(" - Pass").size(), 3);
-        QVERIFY(lines.mid(6).filter(" - Fail").isEmpty());
-        QVERIFY(is_detail(lines[7]));
+        QVERIFY(kiopru_lines(*m_panel)[7].startsWith(DETAIL_PREFIX));
+        check_colours();
+        QCOMPARE(result_counts(), QString("3 passed, 0 failed"));
+        QCOMPARE(file_text(raw_file()).count("\nPROCESS\tRUN\t"), 3);
 
-        const QString raw = file_text(raw_file());
-        QCOMPARE(raw.count("\nTEST\t"), 3);
-        QCOMPARE(raw.count("\nPROCESS\tRUN\t"), 3);
-
-        // A second run starts again from the commands: the old processes and results go.
-        run();
-        QCOMPARE(kiopru_lines(*m_panel).size(), lines.size());
-        QCOMPARE(kiopru_lines(*m_panel).mid(0, 6), lines.mid(0, 6));
-    }
-
-    // The default bench holds a BR5 on the DUT chain: its test passes, the CD5 test meets the
-    // wrong device and fails in red with the reason, and the run goes on.
-    void wrong_device_on_the_dut_chain_fails_in_red()
-    {
-        create_tests(BR5, "1.8 V");
-        create_tests(CD5, "1.8 V");
-        run();
-        const QStringList lines = kiopru_lines(*m_panel);
-        const int first_result = lines.indexOf(QRegExp(".* - (Pass|Fail)"));
-        QVERIFY(first_result > 0);
-        check_result_colours(first_result);
-        const QStringList results = lines.mid(first_result);
-        QCOMPARE(results.filter(" - Pass").size(), 1);
-        QCOMPARE(results.filter(" - Fail").size(), 1);
-        QVERIFY(results.filter(" - Pass").first().contains(BR5));
-        QVERIFY(results.filter(" - Fail").first().contains(CD5));
-        QVERIFY(!results.filter(DETAIL_PREFIX + "DUT chain holds no CD5-TV2-ES").isEmpty());
-    }
-
-    void skipped_engine_writes_the_raw_file_only()
-    {
-        create_tests(BR5, "All");
         run({"Skip engine operation", "PROCESS +Generate PFL IP"});
-        const QStringList lines = kiopru_lines(*m_panel);
-        QCOMPARE(lines.size(), 6);
-        QCOMPARE(lines.mid(3), (QStringList{"PROCESS +Generate SOF", "PROCESS -Generate PFL IP", "PROCESS +Generate PFL POF"}));
+        QCOMPARE(kiopru_lines(*m_panel), QStringList(commands) << "PROCESS +Generate SOF" << "PROCESS -Generate PFL IP"
+                                                                << "PROCESS +Generate PFL POF");
         const QString raw = file_text(raw_file());
         QCOMPARE(raw.count("\nTEST\t"), 3);
         QVERIFY(raw.contains("\nPROCESS\tSKIP\tGenerate PFL IP\n"));
     }
 
-    void cancelled_process_dialog_ends_the_run()
-    {
-        create_tests(BR5, "1.8 V");
-        TFCQ_DIALOG::preset_answer([](TFCQ_DIALOG*) { return int(QDialog::Rejected); });
-        kiopru_click(kiopru_button(*m_panel, "Run Test"));
-        QCOMPARE(kiopru_lines(*m_panel).size(), 1);
-        QVERIFY(!QFile::exists(raw_file()));
-    }
-
-    void deleting_the_last_command_keeps_save()
+    // Deleting every command keeps the run's lines for saving. Choosing a cable again enables
+    // "Run Test" for those lines alone; the run then finds no commands, and the raw-file step
+    // reports the empty batch as an internal error that the host shows.
+    void deleting_every_command_leaves_nothing_to_run()
     {
         create_tests(BR5, "All");
         run();
@@ -193,31 +140,17 @@ private slots:
         QTest::mouseClick(list->viewport(), Qt::LeftButton, Qt::ShiftModifier, row_centre(2));
         QCOMPARE(list->selectedItems().size(), 3);
         kiopru_click(remove);
-
-        const QStringList lines = kiopru_lines(*m_panel);
-        QVERIFY(!lines.isEmpty());
-        QVERIFY(lines.filter(QRegExp("^CMD")).isEmpty());
-        QVERIFY(!kiopru_button(*m_panel, "Run Test")->isEnabled());
-        QVERIFY(!remove->isEnabled());
+        QVERIFY(!kiopru_lines(*m_panel).isEmpty());
+        QVERIFY(kiopru_lines(*m_panel).filter(QRegExp("^CMD")).isEmpty());
+        QVERIFY(!kiopru_button(*m_panel, "Run Test")->isEnabled() && !remove->isEnabled());
         // What is saved is what the list shows.
         const QString saved = QDir(m_work_dir.path()).filePath("after_delete.txt");
         choose_file_and_click(saved, "Save msg");
-        QCOMPARE(file_text(saved), lines.join("\n") + "\n");
-    }
+        QCOMPARE(file_text(saved), kiopru_lines(*m_panel).join("\n") + "\n");
 
-    // Choosing a cable again enables "Run Test" for the result lines alone; the run then finds no
-    // commands, and the raw-file step reports the empty batch.
-    void old_results_alone_stop_on_an_internal_error()
-    {
         auto* host = qobject_cast<HOST_APPLICATION*>(qApp);
-        create_tests(BR5, "1.8 V");
-        run();
-        kiopru_list(*m_panel)->item(0)->setSelected(true);
-        kiopru_click(kiopru_button(*m_panel, "Delete Test"));
-        QVERIFY(!kiopru_button(*m_panel, "Run Test")->isEnabled());
-        kiopru_choose_cable(*m_panel, true, DUT_CABLE);
-
         const int errors_before = host->internal_error_count();
+        kiopru_choose_cable(*m_panel, true, DUT_CABLE);
         run();
         QCOMPARE(host->internal_error_count(), errors_before + 1);
         QMessageBox* error_dialog = host->internal_error_dialog();
@@ -226,33 +159,7 @@ private slots:
         QVERIFY(error_dialog->informativeText().contains("pgmdq_cookie_monster"));
         error_dialog->close();
         QVERIFY(kiopru_lines(*m_panel).isEmpty());
-        // The raw file is still the one of the earlier run.
-        QCOMPARE(file_text(raw_file()).count("\nTEST\t"), 1);
-    }
-
-    void saved_batch_is_the_plain_list_data()
-    {
-        QTest::addColumn<QString>("chosen");
-        QTest::addColumn<QString>("written");
-        QTest::newRow("extension added") << "batch" << "batch.txt";
-        QTest::newRow("extension kept") << "kept.txt" << "kept.txt";
-        QTest::newRow("cancelled") << "" << "";
-    }
-    void saved_batch_is_the_plain_list()
-    {
-        QFETCH(QString, chosen);
-        QFETCH(QString, written);
-        create_tests(BR5, "1.8 V");
-        run();
-        const QDir dir(m_work_dir.path());
-        const QStringList before = dir.entryList(QDir::Files);
-        TFCQ_FILE_DLG::preset_answer(chosen.isEmpty() ? QString() : dir.filePath(chosen));
-        kiopru_click(kiopru_button(*m_panel, "Save msg"));
-        if (written.isEmpty())
-            QCOMPARE(dir.entryList(QDir::Files), before);
-        else
-            QCOMPARE(file_text(dir.filePath(written)), kiopru_lines(*m_panel).join("\n") + "\n");
-        QVERIFY(kiopru_lines(*m_panel).size() > 4);
+        QCOMPARE(file_text(raw_file()).count("\nTEST\t"), 3); // the earlier run's raw file stays
     }
 
     // A file that cannot be written whole is told once, naming it, and the previous one stays.
@@ -328,19 +235,28 @@ private slots:
         QCOMPARE(process_dialogs, 1);
         QCOMPARE(busy_text, QString("Please wait while Monster is processing..."));
         QCOMPARE(kiopru_lines(*m_panel).filter(" - Pass").size(), 3);
-        QCOMPARE(result_counts(), QString("3 passed, 0 failed"));
     }
 
-    // A batch saved after a run loads back as its commands; the run's own lines stay out.
+    // The default bench holds a BR5 on the DUT chain: its test passes, the CD5 test meets the
+    // wrong device and fails in red, and the run goes on. The batch saved after the run (".txt"
+    // added) is the plain list, and loads back as its commands; the run's own lines stay out.
     void saved_batch_loads_back_as_its_commands()
     {
         create_tests(BR5, "1.8 V");
         create_tests(CD5, "1.8 V");
         run();
-        QCOMPARE(result_counts(), QString("1 passed, 1 failed"));
-        const QString saved = QDir(m_work_dir.path()).filePath("saved.txt");
-        choose_file_and_click(saved, "Save msg");
         const QStringList commands = kiopru_lines(*m_panel).filter(QRegExp("^CMD"));
+        QCOMPARE(commands.size(), 2);
+        check_colours();
+        QVERIFY(kiopru_lines(*m_panel).filter(" - Fail").join("").contains(CD5));
+        QCOMPARE(result_counts(), QString("1 passed, 1 failed"));
+        const QDir dir(m_work_dir.path());
+        const QStringList files = dir.entryList(QDir::Files);
+        choose_file_and_click(QString(), "Save msg"); // cancelled
+        QCOMPARE(dir.entryList(QDir::Files), files);
+        choose_file_and_click(dir.filePath("saved"), "Save msg");
+        const QString saved = dir.filePath("saved.txt");
+        QCOMPARE(file_text(saved), kiopru_lines(*m_panel).join("\n") + "\n");
         const int run_lines = kiopru_lines(*m_panel).size() - commands.size();
 
         init();
@@ -371,34 +287,37 @@ private slots:
         QCOMPARE(kiopru_edit_text(other, true), QString("DUT-USB [2-2]"));
         QCOMPARE(kiopru_edit_text(*m_panel, true), QString(DUT_CABLE));
 
-        create_tests(other, BR5, "1.8 V");
+        kiopru_create_test(other, BR5, {{"m_vccpgm_combo", "1.8 V"}});
         create_tests(BR5, "1.8 V");
-        run(other);
+        kiopru_run(other);
         QCOMPARE(kiopru_lines(other).filter(" - Pass").size(), 1);
         const QString blank = DETAIL_PREFIX + "Configuration failed: the memory holds no configuration image";
         run({"Skip flash programming / verification"});
         QCOMPARE(kiopru_lines(*m_panel).filter(" - Fail").size(), 1);
         QVERIFY(!kiopru_lines(*m_panel).filter(blank).isEmpty());
-        run(other, {"Skip flash programming / verification"});
+        kiopru_run(other, {"Skip flash programming / verification"});
         QCOMPARE(kiopru_lines(other).filter(" - Pass").size(), 1);
     }
 
+    // Each line of a saved batch is checked as "Create Test" checks its choices: what is not
+    // loaded is told with its line number and reason, and the rest is loaded and can run.
     void batch_lines_are_validated_as_create_test_does_data()
     {
         QTest::addColumn<QString>("line");
         QTest::addColumn<QString>("reason");
-        QTest::newRow("unknown dut") << "CMD @XX5 " + PS_CFI_DCLK << "unknown dut \"XX5\"";
+        const QString ps = "CMD @BR5-TV1-ES @Passive Serial @1.8 V @P30 2Gb 16-bits CFI flash";
+        const QString as = "CMD @BR5-TV1-ES @Active Serial ";
         QTest::newRow("unknown option") << "CMD @BR5-TV1-ES @Passive Serial @1.9 V @P30 2Gb 16-bits CFI flash @DCLK"
                                         << "unknown VCCPGM \"1.9 V\"";
         QTest::newRow("scheme") << "CMD @CD5-TV2-ES @Fast Passive Parallel x32 @1.8 V @P30 2Gb 16-bits CFI flash @DCLK"
                                 << "For dut CD5-TV2-ES, configure scheme - Fast Passive Parallel x32 is invalid";
-        QTest::newRow("supply") << "CMD @BR5-TV1-ES @Active Serial @1.8 V @P30 2Gb 16-bits CFI flash @DCLK"
+        QTest::newRow("supply") << as + "@1.8 V @P30 2Gb 16-bits CFI flash @DCLK"
                                 << "For dut BR5-TV1-ES, combination of configure scheme - Active Serial and VCCPGM - "
                                    "1.8 V is invalid";
-        QTest::newRow("memory") << "CMD @BR5-TV1-ES @Active Serial @3.0 V @P30 2Gb 16-bits CFI flash @DCLK"
+        QTest::newRow("memory") << as + "@3.0 V @P30 2Gb 16-bits CFI flash @DCLK"
                                 << "For dut BR5-TV1-ES, combination of configure scheme - Active Serial, VCCPGM - 3.0 V "
                                    "and memory storage - P30 2Gb 16-bits CFI flash is invalid";
-        QTest::newRow("clock") << "CMD @BR5-TV1-ES @Passive Serial @1.8 V @P30 2Gb 16-bits CFI flash @External CLKUSR"
+        QTest::newRow("clock") << ps + " @External CLKUSR"
                                << "For dut BR5-TV1-ES, combination of configure scheme - Passive Serial, VCCPGM - 1.8 V, "
                                   "memory storage - P30 2Gb 16-bits CFI flash and configuration frequency - External "
                                   "CLKUSR is invalid";
@@ -410,7 +329,7 @@ private slots:
     {
         QFETCH(QString, line);
         QFETCH(QString, reason);
-        const QString valid = "CMD @BR5-TV1-ES " + PS_CFI_DCLK;
+        const QString valid = "CMD @BR5-TV1-ES @Passive Serial @1.8 V @P30 2Gb 16-bits CFI flash @DCLK";
         const QString batch = QDir(m_work_dir.path()).filePath("edited.txt");
         QVERIFY(write_file(batch, (valid + "\n\n" + line + "\r\n").toUtf8()));
         KIOPRU_MESSAGES messages;

@@ -4,7 +4,6 @@
 
 #include "gen.h"
 
-#include <QDir>
 #include <QFile>
 #include <QRegularExpression>
 #include <QTemporaryDir>
@@ -30,59 +29,51 @@ std::vector<std::string> optimize(std::vector<std::string> lines)
     return std::vector<std::string>(result.get(), result.get() + lines.size());
 }
 
-// The results grouped per test: verdict line, then its details.
+// The lines of a run grouped per test: the verdict line, then its details.
 struct TEST_RESULT {
     std::string verdict;
     std::vector<std::string> details;
     bool passed() const { return verdict.find(" - Pass") != std::string::npos; }
     bool mentions(const std::string& text) const
     {
-        for (const std::string& line : details)
-            if (line.find(text) != std::string::npos)
-                return true;
-        return false;
+        return std::any_of(details.begin(), details.end(), [&](const std::string& line) { return line.find(text) != std::string::npos; });
     }
 };
 
 std::vector<TEST_RESULT> group(const std::vector<std::string>& lines)
 {
     std::vector<TEST_RESULT> results;
-    for (const std::string& line : lines) {
-        const bool pass = line.find(" - Pass") != std::string::npos, fail = line.find(" - Fail") != std::string::npos;
-        EXPECT_FALSE(pass && fail) << line;
-        if (pass || fail) {
+    for (const std::string& line : lines)
+        if (line.find(" - Pass") != std::string::npos || line.find(" - Fail") != std::string::npos)
             results.push_back({line, {}});
-        } else {
-            EXPECT_FALSE(results.empty()) << "a detail before any verdict: " << line;
-            if (!results.empty())
-                results.back().details.push_back(line);
-        }
-    }
+        else if (!results.empty())
+            results.back().details.push_back(line);
+        else
+            ADD_FAILURE() << "a detail before any verdict: " << line;
     return results;
 }
 
+// Every test starts with its own manager on the built-in bench, both cables bound.
 class MANAGER_TEST : public PGMD_CM_TEST {
 protected:
-    // The manager on the test's bench as the document describes it.
-    bool use_bench(const QJsonObject& root)
+    void SetUp() override { use_bench(default_bench_json()); }
+    void use_bench(const QJsonObject& root)
     {
         m_bench = bench_of(root);
+        ASSERT_TRUE(m_bench);
         m_manager = std::make_unique<PGMD_CM_MANAGER>(m_bench);
-        return m_bench != nullptr;
+        ASSERT_TRUE(engine()->set_tji_hardware(false, handle(BENCH_CABLE_NAME)));
+        ASSERT_TRUE(engine()->set_tji_hardware(true, handle(DUT_CABLE_NAME)));
     }
-    void bind_default_cables()
-    {
-        ASSERT_TRUE(m_manager->get_engine()->set_tji_hardware(false, handle(BENCH_CABLE_NAME)));
-        ASSERT_TRUE(m_manager->get_engine()->set_tji_hardware(true, handle(DUT_CABLE_NAME)));
-    }
+    PGMD_CM_ENGINE* engine() { return m_manager->get_engine(); }
     std::vector<TEST_RESULT> run(std::vector<std::string> lines, bool skip_flash = false)
     {
         const std::vector<std::string> out = m_manager->execute_test(unsigned(lines.size()), lines.data(), skip_flash);
-        EXPECT_FALSE(m_manager->get_engine()->is_locked(false));
-        EXPECT_FALSE(m_manager->get_engine()->is_locked(true));
+        EXPECT_FALSE(engine()->is_locked(false));
+        EXPECT_FALSE(engine()->is_locked(true));
         return group(out);
     }
-    std::unique_ptr<PGMD_CM_MANAGER> m_manager = std::make_unique<PGMD_CM_MANAGER>(m_bench);
+    std::unique_ptr<PGMD_CM_MANAGER> m_manager;
 };
 
 } // namespace
@@ -91,6 +82,7 @@ protected:
 
 using Generator = PGMD_CM_TEST;
 
+// Passive schemes alone come through the Kiopru panel's runs.
 TEST_F(Generator, DerivesTheProcessesFromTheSchemes)
 {
     struct CASE {
@@ -98,7 +90,6 @@ TEST_F(Generator, DerivesTheProcessesFromTheSchemes)
         std::vector<std::string> processes;
     };
     const CASE cases[] = {
-        {{PS_CFI, FPP32_QSPI}, {"PROCESS +Generate SOF", "PROCESS +Generate PFL IP", "PROCESS +Generate PFL POF"}},
         {{AS_INT100}, {"PROCESS +Generate SOF", "PROCESS +Generate JIC"}},
         {{AS_INT100, PS_CFI},
          {"PROCESS +Generate SOF", "PROCESS +Generate PFL IP", "PROCESS +Generate PFL POF", "PROCESS +Generate JIC"}},
@@ -122,23 +113,26 @@ TEST_F(Generator, OptimizeGroupsTestsAndKeepsEveryLine)
 
 using RawFile = MANAGER_TEST;
 
+// A batch with a command the catalogue cannot read writes nothing; a readable one is written
+// whole, in the folder the settings name, made when missing.
 TEST_F(RawFile, WritesTheDocumentedRecords)
 {
     QTemporaryDir directory;
     gen_set_setting("kiopru/work_dir", directory.filePath("work/batches").toStdString());
+    std::vector<std::string> bad = {"CMD @BR5-TV1-ES @Passive Serial @1.9 V @P30 2Gb 16-bits CFI flash @DCLK"};
+    EXPECT_EQ(m_manager->generate_raw_file(1, bad.data()), 2);
+    EXPECT_FALSE(QFile::exists(directory.filePath("work/batches/kiopru_batch.raw")));
+
     std::vector<std::string> lines = {PS_CFI, AS_INT100, "PROCESS +Generate SOF", "PROCESS -Generate PFL IP", "PROCESS +Generate JIC"};
     ASSERT_EQ(m_manager->generate_raw_file(unsigned(lines.size()), lines.data()), 0);
     EXPECT_EQ(m_manager->raw_file_path(), directory.filePath("work/batches/kiopru_batch.raw").toStdString());
     QFile file(QString::fromStdString(m_manager->raw_file_path()));
     ASSERT_TRUE(file.open(QIODevice::ReadOnly));
     const QString text = QString::fromUtf8(file.readAll());
-    const QStringList records = text.split('\n', Qt::SkipEmptyParts).filter(QRegularExpression("^[^#]"));
     EXPECT_TRUE(text.startsWith("# Kiopru raw test file"));
+    const QStringList records = text.split('\n', Qt::SkipEmptyParts).filter(QRegularExpression("^[^#]"));
     ASSERT_EQ(records.size(), 8);
-    EXPECT_EQ(records[0], "KIOPRU_RAW\t1");
-    EXPECT_EQ(records[1], "BATCH\t2\t3");
-    EXPECT_EQ(records[2], "PROCESS\tRUN\tGenerate SOF");
-    EXPECT_EQ(records[3], "PROCESS\tSKIP\tGenerate PFL IP");
+    EXPECT_EQ(records.mid(0, 4), (QStringList{"KIOPRU_RAW\t1", "BATCH\t2\t3", "PROCESS\tRUN\tGenerate SOF", "PROCESS\tSKIP\tGenerate PFL IP"}));
     EXPECT_EQ(records[5],
               QString("TEST\t1\tDUT=BR5-TV1-ES\tIDCODE=0x0B4150F3\tMASK=0xFFFFFFFF\tSCHEME=ps\tMSEL=0x11\tVCCPGM_MV=1800"
                       "\tMEMORY=cfi1\tSLOT=1\tCLOCK=dclk\tCLOCK_SOURCE=6\tIMAGE=POF\tCOMMAND=")
@@ -147,28 +141,12 @@ TEST_F(RawFile, WritesTheDocumentedRecords)
     EXPECT_EQ(records[7], "END");
 }
 
-TEST_F(RawFile, ReportsUnreadableCommandsAndUnwritableDirectories)
-{
-    QTemporaryDir directory;
-    gen_set_setting("kiopru/work_dir", directory.path().toStdString());
-    std::vector<std::string> bad = {"CMD @BR5-TV1-ES @Passive Serial @1.9 V @P30 2Gb 16-bits CFI flash @DCLK"};
-    EXPECT_EQ(m_manager->generate_raw_file(1, bad.data()), 2);
-    EXPECT_FALSE(QFile::exists(directory.filePath("kiopru_batch.raw")));
-
-    QFile blocker(directory.filePath("file"));
-    ASSERT_TRUE(blocker.open(QIODevice::WriteOnly));
-    gen_set_setting("kiopru/work_dir", directory.filePath("file/below").toStdString());
-    std::vector<std::string> good = {PS_CFI};
-    EXPECT_EQ(m_manager->generate_raw_file(1, good.data()), 1);
-}
-
 // ---- Test runs ---------------------------------------------------------------------------------
 
 using Execute = MANAGER_TEST;
 
 TEST_F(Execute, PassesEveryValidTestOnTheDefaultBench)
 {
-    bind_default_cables();
     const std::vector<std::string> commands = {PS_CFI, PS_CFI_25, FPP32_QSPI, AS_INT100, ASX4_CLKUSR};
     std::vector<std::string> lines = commands;
     lines.insert(lines.end(), {"PROCESS +Generate SOF", "PROCESS +Generate JIC"});
@@ -189,7 +167,6 @@ TEST_F(Execute, PassesEveryValidTestOnTheDefaultBench)
 
 TEST_F(Execute, TheSiliconRejectsWhatItDoesNotSupport)
 {
-    bind_default_cables();
     const std::vector<TEST_RESULT> results = run({"CMD @BR5-TV1-ES @Active Serial @2.5 V @CFGQ @Internal 25.0 Mhz",
                                                   "CMD @BR5-TV1-ES @Passive Serial @1.8 V @CFGQ @DCLK",
                                                   "CMD @BR5-TV1-ES @Passive Serial @1.8 V @Micron QSPI 256Mb @Internal 50.0 Mhz"});
@@ -202,10 +179,8 @@ TEST_F(Execute, TheSiliconRejectsWhatItDoesNotSupport)
 
 TEST_F(Execute, AWrongDeviceOnTheDutChainFails)
 {
-    QJsonObject bench = with_value(default_bench_json(), {"cables", 1, "chain", 0, "name"}, "CD5-TV2-ES");
-    bench = with_value(bench, {"cables", 1, "chain", 0, "idcode"}, "0x0B4750F3"); // within CD5-TV2-ES's ID mask
-    ASSERT_TRUE(use_bench(bench));
-    bind_default_cables();
+    const QJsonObject bench = with_value(default_bench_json(), {"cables", 1, "chain", 0, "name"}, "CD5-TV2-ES");
+    use_bench(with_value(bench, {"cables", 1, "chain", 0, "idcode"}, "0x0B4750F3")); // within CD5-TV2-ES's ID mask
     const std::vector<TEST_RESULT> results = run({PS_CFI, CD5_PS});
     ASSERT_EQ(results.size(), 2u);
     EXPECT_FALSE(results[0].passed());
@@ -216,25 +191,18 @@ TEST_F(Execute, AWrongDeviceOnTheDutChainFails)
     EXPECT_TRUE(results[1].mentions("@1 IDCODE 0x0B4750F3 matches CD5-TV2-ES (JTAG ID 0x0B4250F3, mask 0xFFFAFFFF)"));
 }
 
-TEST_F(Execute, SkippingFlashConfiguresFromWhatTheMemoryHolds)
+// Without flash programming the DUT configures from what the memory holds: the image an earlier
+// test programmed, and nothing in a memory never programmed or whose image process was skipped.
+TEST_F(Execute, SkipsConfigureFromWhatTheMemoryHolds)
 {
-    bind_default_cables();
-    const std::vector<TEST_RESULT> blank = run({PS_CFI}, true);
-    ASSERT_EQ(blank.size(), 1u);
-    EXPECT_FALSE(blank[0].passed());
-    EXPECT_TRUE(blank[0].mentions("Flash programming / verification skipped"));
-    EXPECT_TRUE(blank[0].mentions("the memory holds no configuration image"));
-    EXPECT_FALSE(blank[0].mentions("programmed and verified"));
-
     EXPECT_TRUE(run({PS_CFI})[0].passed());
     const std::vector<TEST_RESULT> kept = run({PS_CFI_25, PS_CFI2}, true);
-    EXPECT_TRUE(kept[0].passed()) << "the image programmed before is still there";
+    ASSERT_EQ(kept.size(), 2u);
+    EXPECT_TRUE(kept[0].passed()) << kept[0].details.back();
+    EXPECT_TRUE(kept[0].mentions("Flash programming / verification skipped"));
+    EXPECT_FALSE(kept[0].mentions("programmed and verified"));
     EXPECT_FALSE(kept[1].passed()) << "the other memory is still blank";
-}
 
-TEST_F(Execute, ASkippedProcessLeavesItsImageOut)
-{
-    bind_default_cables();
     const std::vector<TEST_RESULT> results =
         run({PS_CFI, AS_INT100, "PROCESS +Generate SOF", "PROCESS +Generate PFL IP", "PROCESS +Generate PFL POF", "PROCESS -Generate JIC"});
     ASSERT_EQ(results.size(), 2u);
@@ -261,9 +229,8 @@ TEST_F(Execute, DeclaredFaultsGiveFailLines)
         {"DUT cable", {"cables", 1, "faults"}, {{"tdo_stuck", 1}}, "DUT JTAG hardware DUT-USB [1-2] cannot be started"},
     };
     for (const CASE& c : cases) {
-        ASSERT_TRUE(use_bench(with_value(default_bench_json(), c.path, c.faults)));
-        bind_default_cables();
-        const std::vector<TEST_RESULT> results = run({PS_CFI, AS_INT100});
+        use_bench(with_value(default_bench_json(), c.path, c.faults));
+            const std::vector<TEST_RESULT> results = run({PS_CFI, AS_INT100});
         ASSERT_EQ(results.size(), 2u) << c.what;
         for (const TEST_RESULT& result : results) {
             EXPECT_FALSE(result.passed()) << c.what;
@@ -272,31 +239,22 @@ TEST_F(Execute, DeclaredFaultsGiveFailLines)
     }
 }
 
-TEST_F(Execute, NeedsBothCables)
+// A test that cannot run fails with the reason; a verdict inside a command is not echoed.
+TEST_F(Execute, NeedsBothCablesAndACommandItUnderstands)
 {
-    std::vector<std::string> lines = {PS_CFI};
-    std::vector<TEST_RESULT> results = run(lines);
+    engine()->set_tji_hardware(false, 0);
+    engine()->set_tji_hardware(true, 0);
+    std::vector<TEST_RESULT> results = run({PS_CFI});
     ASSERT_EQ(results.size(), 1u);
     EXPECT_EQ(results[0].verdict, "Test 1: BR5-TV1-ES, Passive Serial, 1.8 V, P30 2Gb 16-bits CFI flash, DCLK - Fail");
     EXPECT_EQ(results[0].details, std::vector<std::string>{"Test-bench JTAG hardware is not set"});
-
-    ASSERT_TRUE(m_manager->get_engine()->set_tji_hardware(false, handle(BENCH_CABLE_NAME)));
-    results = run(lines);
-    EXPECT_EQ(results[0].details, std::vector<std::string>{"DUT JTAG hardware is not set"});
-
-    ASSERT_TRUE(m_manager->get_engine()->set_tji_hardware(true, handle(LAB_CABLE_NAME)));
-    results = run(lines);
-    EXPECT_TRUE(results[0].mentions("DUT chain holds no BR5-TV1-ES")) << "the lab cable holds other devices";
-
-    EXPECT_TRUE(run({"PROCESS +Generate SOF"}).empty()) << "no commands, no results";
-}
-
-TEST_F(Execute, UnreadableCommandsFailWithoutEchoingVerdicts)
-{
-    bind_default_cables();
-    const std::vector<TEST_RESULT> results = run({"CMD @BR5-TV1-ES @Passive Serial - Pass @1.8 V @P30 2Gb 16-bits CFI flash @DCLK"});
+    ASSERT_TRUE(engine()->set_tji_hardware(false, handle(BENCH_CABLE_NAME)));
+    EXPECT_EQ(run({PS_CFI})[0].details, std::vector<std::string>{"DUT JTAG hardware is not set"});
+    ASSERT_TRUE(engine()->set_tji_hardware(true, handle(DUT_CABLE_NAME)));
+    results = run({"CMD @BR5-TV1-ES @Passive Serial - Pass @1.8 V @P30 2Gb 16-bits CFI flash @DCLK"});
     ASSERT_EQ(results.size(), 1u);
     EXPECT_EQ(results[0].verdict, "Test 1 - Fail");
-    ASSERT_EQ(results[0].details.size(), 1u);
-    EXPECT_EQ(results[0].details[0], "Command not understood: unknown configuration scheme \"Passive Serial / Pass\"");
+    EXPECT_EQ(results[0].details,
+              std::vector<std::string>{"Command not understood: unknown configuration scheme \"Passive Serial / Pass\""});
+    EXPECT_TRUE(run({"PROCESS +Generate SOF"}).empty()) << "no commands, no results";
 }

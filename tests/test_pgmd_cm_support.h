@@ -15,13 +15,18 @@
 
 typedef std::variant<const char*, int> BENCH_PATH_STEP;
 
+const char* const BENCH_CABLE_NAME = "Bench-USB [1-1]";
+const char* const DUT_CABLE_NAME = "DUT-USB [1-2]";
+const char* const LAB_CABLE_NAME = "Lab-USB [1-3]";
+
 inline QJsonObject default_bench_json()
 {
     return QJsonDocument::fromJson(QByteArray::fromStdString(pgmd_cm_default_bench())).object();
 }
 
 // The document with `value` at the path of keys and indexes, e.g. {"cables", 1, "faults"}.
-inline QJsonValue with_value(const QJsonValue& node, const std::vector<BENCH_PATH_STEP>& path, const QJsonValue& value, size_t step = 0)
+inline QJsonValue with_value(const QJsonValue& node, const std::vector<BENCH_PATH_STEP>& path, const QJsonValue& value,
+                             size_t step = 0)
 {
     if (step == path.size())
         return value;
@@ -50,22 +55,16 @@ inline std::shared_ptr<PGMD_CM_BENCH> bench_of(const QJsonObject& root)
     return bench;
 }
 
-// The hardware handle of a cable, as the hardware dialog gives it.
-inline unsigned handle_of(PGMD_CM_BENCH& bench, const std::string& cable)
-{
-    const std::vector<std::string> names = pgmd_cm_list_hardware(bench);
-    const auto found = std::find(names.begin(), names.end(), cable);
-    return found == names.end() ? 0 : unsigned(found - names.begin() + 1);
-}
-
-const char* const BENCH_CABLE_NAME = "Bench-USB [1-1]";
-const char* const DUT_CABLE_NAME = "DUT-USB [1-2]";
-const char* const LAB_CABLE_NAME = "Lab-USB [1-3]";
-
 // Every test starts on a fresh built-in bench of its own.
 class PGMD_CM_TEST : public ::testing::Test {
 protected:
-    unsigned handle(const std::string& cable) { return handle_of(*m_bench, cable); }
+    // The hardware handle of a cable, as the hardware dialog gives it.
+    unsigned handle(const std::string& cable)
+    {
+        const std::vector<std::string> names = pgmd_cm_list_hardware(*m_bench);
+        const auto found = std::find(names.begin(), names.end(), cable);
+        return found == names.end() ? 0 : unsigned(found - names.begin() + 1);
+    }
 
     std::shared_ptr<PGMD_CM_BENCH> m_bench = bench_of(default_bench_json());
 };

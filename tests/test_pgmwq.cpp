@@ -14,26 +14,21 @@
 #include <QTimer>
 
 #include <cstdlib>
-#include <functional>
 
 namespace {
-
-typedef void (*HARDWARE_DLG)(unsigned*);
-typedef void (*PRESET)(const char*);
 
 class Pgmwq : public ::testing::Test {
 protected:
     static void SetUpTestSuite()
     {
-        if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
-            qputenv("QT_QPA_PLATFORM", "offscreen");
         static int argc = 1;
         static char name[] = "test_pgmwq";
         static char* argv[] = {name, nullptr};
+        if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
+            qputenv("QT_QPA_PLATFORM", "offscreen");
         if (!QApplication::instance())
             new QApplication(argc, argv);
     }
-
     void SetUp() override
     {
         unsetenv("PGMWQ_HARDWARE_ANSWER");
@@ -41,12 +36,10 @@ protected:
         ASSERT_TRUE(pgmd_cm_reload_bench(&error)) << error;
         void* library = thr_drl_load("pgm_pgmwq.dll");
         ASSERT_NE(library, nullptr) << thr_drl_last_error();
-        m_dialog = reinterpret_cast<HARDWARE_DLG>(thr_drl_find_function(library, "pgmwq_export_hardware_dlg"));
-        m_preset = reinterpret_cast<PRESET>(thr_drl_find_function(library, "pgmwq_set_preset_answer"));
-        ASSERT_NE(m_dialog, nullptr);
-        ASSERT_NE(m_preset, nullptr);
+        m_dialog = reinterpret_cast<void (*)(unsigned*)>(thr_drl_find_function(library, "pgmwq_export_hardware_dlg"));
+        m_preset = reinterpret_cast<void (*)(const char*)>(thr_drl_find_function(library, "pgmwq_set_preset_answer"));
+        ASSERT_TRUE(m_dialog && m_preset);
     }
-
     void TearDown() override { unsetenv("PGMWQ_HARDWARE_ANSWER"); }
 
     unsigned choose()
@@ -56,23 +49,8 @@ protected:
         return hardware;
     }
 
-    // Runs the modal dialog and lets `user` act on it once it is shown.
-    unsigned choose_with(const std::function<void(QDialog*)>& user)
-    {
-        bool shown = false;
-        QTimer::singleShot(0, [&] {
-            auto* dialog = qobject_cast<QDialog*>(QApplication::activeModalWidget());
-            shown = dialog != nullptr;
-            if (dialog)
-                user(dialog);
-        });
-        const unsigned hardware = choose();
-        EXPECT_TRUE(shown);
-        return hardware;
-    }
-
-    HARDWARE_DLG m_dialog = nullptr;
-    PRESET m_preset = nullptr;
+    void (*m_dialog)(unsigned*) = nullptr;
+    void (*m_preset)(const char*) = nullptr;
 };
 
 } // namespace
@@ -98,11 +76,14 @@ TEST_F(Pgmwq, PresetAnswersComeBeforeTheEnvironmentAndFollowTheBench)
     EXPECT_EQ(choose(), 0u);
 }
 
+// Two steps down the list of the bench's cables, then Ok or Cancel.
 TEST_F(Pgmwq, TheDialogListsTheCablesAndReturnsTheChosenHandle)
 {
     for (const auto& [clicked, expected] : {std::pair{QDialogButtonBox::Ok, 3u}, std::pair{QDialogButtonBox::Cancel, 0u}}) {
         QStringList listed;
-        const unsigned chosen = choose_with([&, clicked = clicked](QDialog* dialog) {
+        QTimer::singleShot(0, [&, clicked = clicked] {
+            auto* dialog = qobject_cast<QDialog*>(QApplication::activeModalWidget());
+            ASSERT_TRUE(dialog);
             auto* list = dialog->findChild<QListWidget*>();
             for (int i = 0; i < list->count(); ++i)
                 listed << list->item(i)->text();
@@ -110,7 +91,7 @@ TEST_F(Pgmwq, TheDialogListsTheCablesAndReturnsTheChosenHandle)
             QTest::keyClick(list, Qt::Key_Down);
             QTest::mouseClick(dialog->findChild<QDialogButtonBox*>()->button(clicked), Qt::LeftButton);
         });
+        EXPECT_EQ(choose(), expected);
         EXPECT_EQ(listed, (QStringList{"Bench-USB [1-1]", "DUT-USB [1-2]", "Lab-USB [1-3]"}));
-        EXPECT_EQ(chosen, expected);
     }
 }
