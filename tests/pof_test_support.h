@@ -3,6 +3,7 @@
 #pragma once
 
 #include "build_tree.h"
+#include "shell_run.h"
 
 #include "pof_checker_access.h"
 
@@ -85,17 +86,10 @@ inline std::string pof_test_read(const std::string& path)
     return std::string(std::istreambuf_iterator<char>(input), std::istreambuf_iterator<char>());
 }
 
-// What a shell command prints.
+// What a shell command prints on its standard output.
 inline std::string pof_test_read_command(const std::string& command)
 {
-    std::string output;
-    if (FILE* pipe = popen(command.c_str(), "r")) {
-        char buffer[256];
-        while (size_t got = std::fread(buffer, 1, sizeof buffer, pipe))
-            output.append(buffer, got);
-        pclose(pipe);
-    }
-    return output;
+    return run("(" + command + ") 2>/dev/null").output;
 }
 
 inline bool pof_test_exists(const std::string& path)

@@ -383,28 +383,6 @@ TEST_F(PofPersonal, ScriptsAreGoneAfterAnInternalError)
 // ---------------------------------------------------------------------------------------------
 // The account
 
-// The password may hold any character and reaches the log-in through the script's environment
-// only, unchanged; no script holds it.
-TEST_F(PofCheck, PasswordReachesTheLogInThroughItsEnvironmentOnly)
-{
-    const std::string dir = site.root() + "d/", kept = site.root() + "kept/";
-    pof_test_read_command("mkdir -p " + dir + " " + kept);
-    const std::string password = "it's \\ \"$HOME\" `x` \u00e9";
-    site.log_in(access);
-    access.password_edit()->setText(QString::fromStdString(password));
-    access.personal_test_check()->setChecked(true);
-    access.set_die(CALDER5, C5D1, dir);
-    checker.check_sof2img();
-    access.set_sof_files({"s.sof"});
-    // A Python command that keeps each script and the password it was given, and logs in nowhere.
-    pof_test_write(kept + "keep.sh", "cp \"$1\" " + kept + "\nprintf %s \"$POF_CHECKER_PASSWORD\" > " + kept + "password\n");
-    gen_set_setting("pof_checker/python_rk_src", "sh " + kept + "keep.sh");
-    checker.create_img();
-    EXPECT_EQ(pof_test_read(kept + "password"), password);
-    EXPECT_NE(pof_test_read_command("ls " + kept + "*.py"), "");
-    EXPECT_EQ(pof_test_read_command("grep -rlF -- " + pgmdq_shell_quote(password) + " " + kept + "*.py"), "");
-}
-
 // Only a login name goes onto ssh's command line: anything else stops the check before it starts.
 TEST_F(PofCheck, UserNameMustBeALoginName)
 {

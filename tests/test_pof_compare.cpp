@@ -16,9 +16,9 @@ const unsigned CALDER5 = 1, DUNLIN5 = 2;
 const unsigned C5D1 = 6, D5D2 = 11;
 const unsigned SOFS = 3;
 
-bool run(const std::string& command)
+bool succeeds(const std::string& command)
 {
-    return std::system((command + " > /dev/null").c_str()) == 0;
+    return run(command).status == 0;
 }
 
 std::string sof_name(const std::string& die, unsigned i)
@@ -34,7 +34,7 @@ protected:
     static void SetUpTestSuite()
     {
         release = pof_test_temp_dir("pof_compare");
-        ASSERT_TRUE(run(build_dir() + "/bin/pgm_release_maker --out " + release + " --sofs " + std::to_string(SOFS) +
+        ASSERT_TRUE(succeeds(build_dir() + "/bin/pgm_release_maker --out " + release + " --sofs " + std::to_string(SOFS) +
                         " --gzip-every 0 --dies C5D1,D5D2"));
     }
     static void TearDownTestSuite() { run("rm -rf " + release); }
@@ -51,13 +51,13 @@ protected:
         const std::string family = PGMDQ_POF_FAMILY_LIST[family_row].key;
         const std::string die = PGMDQ_POF_DIE_LIST[die_row].die;
         die_dir = pof_test_temp_dir("pof_die");
-        ASSERT_TRUE(run("cp " + release + family + "/" + die + "/*.sof " + die_dir));
+        ASSERT_TRUE(succeeds("cp " + release + family + "/" + die + "/*.sof " + die_dir));
         sofs.clear();
         for (unsigned i = 0; i < SOFS; ++i) {
             const std::string sof = die_dir + sof_name(pof_test_lower(die), i);
             const std::string base = sof.substr(0, sof.size() - 4);
-            ASSERT_TRUE(run(release + "sof2img/" + family + "_sof2img.exe " + sof + " " + base + ".img -s2i " + die));
-            ASSERT_TRUE(run(release + "icd_emulator/" + die + "/" + die + " -o " + base + " -m3 -img " + base + ".img"));
+            ASSERT_TRUE(succeeds(release + "sof2img/" + family + "_sof2img.exe " + sof + " " + base + ".img -s2i " + die));
+            ASSERT_TRUE(succeeds(release + "icd_emulator/" + die + "/" + die + " -o " + base + " -m3 -img " + base + ".img"));
             sofs.push_back(sof_name(pof_test_lower(die), i));
         }
         access.set_die(family_row, die_row, die_dir);

@@ -83,14 +83,6 @@ TEST_F(PofThreads, MisuseIsAnInternalError)
     EXPECT_FALSE(thread.is_done());
 }
 
-// With fewer commands than threads a worker gets an empty list; its internal error ends the
-// process, as nothing catches on a worker thread.
-TEST_F(PofThreads, FewerCommandsThanThreadsIsAnInternalError)
-{
-    GTEST_FLAG_SET(death_test_style, "threadsafe");
-    EXPECT_DEATH(checker.run_thread_cmd({"true"}, 2), "DWORD\\(m_cmd_vector->size\\(\\)\\) > 0");
-}
-
 namespace {
 
 struct RETRY_CASE {
