@@ -12,7 +12,6 @@
 #include <QDateTime>
 #include <QDir>
 #include <QElapsedTimer>
-#include <QGraphicsView>
 #include <QTemporaryDir>
 #include <QTimer>
 
@@ -43,14 +42,6 @@ QJsonArray standard_cables(const QJsonObject& dut_ip = debug_ip(1, 1024), const 
         cable(LAB_CABLE, {device("CD5-TV2-ES", "0x0B4250F3", debug_ip(2, 2048)),
                           device("Lab flash bridge", "0x020A10DD"), device("DN5-TV3-ES", "0x0B4350F3", debug_ip(3, 1024))}),
     };
-}
-
-std::uint64_t sample_value(const unsigned char* sample)
-{
-    std::uint64_t value = 0;
-    for (int byte = 4; byte >= 0; --byte)
-        value = value << 8 | sample[byte];
-    return value;
 }
 
 // The files of a folder with their sizes, "name:size", sorted.
@@ -103,6 +94,7 @@ class TEST_WAVE_PANEL : public QObject {
 
     QWidget* panel() const { return m_panel.get(); }
     QComboBox* devices() const { return m_panel->findChildren<QComboBox*>().first(); }
+    QString hardware_shown() const { return m_panel->findChild<QLineEdit*>()->text(); }
 
     // Captures from `device` of the cable's chain (the first when -1).
     void capture(const char* cable_name = DUT_CABLE, int device = -1)
@@ -113,12 +105,11 @@ class TEST_WAVE_PANEL : public QObject {
         click(panel(), "Start");
     }
 
-    // The first `count` samples drawn, of a trace as deep as `expected`.
-    void verify_samples(const std::vector<std::uint64_t>& expected, unsigned count) const
+    // The samples of the trace drawn (none without one).
+    static std::vector<std::uint64_t> drawn(const PGMDQ_DEBUG_WAVEFORM_VIEWER& viewer)
     {
-        QCOMPARE(m_panel->waveform_widget()->waveform_depth(), unsigned(expected.size()));
-        for (unsigned i = 0; i < count; ++i)
-            QCOMPARE(sample_value(m_panel->waveform_widget()->sample(i)), expected[i]);
+        const auto trace = viewer.waveform_widget()->trace();
+        return trace ? trace->packed_samples() : std::vector<std::uint64_t>();
     }
 
     // Every hardware operation ends unlocked with the device count reset, whatever happened.
@@ -142,117 +133,90 @@ private slots:
         TFCQ_FILE_DLG::clear_preset_answers();
     }
 
-    void choosing_hardware_data()
+    // After a scanned chain, on another bench: choosing the hardware again (accepted or not)
+    // or a scan that fails disables the device operations.
+    void choosing_and_scanning_data()
     {
         QTest::addColumn<QJsonArray>("cables");
+        QTest::addColumn<QString>("step");
         QTest::addColumn<QString>("answer");
         QTest::addColumn<QString>("shown");
         QTest::addColumn<QString>("states");
-        QTest::newRow("accepted") << standard_cables() << DUT_CABLE << DUT_CABLE << "10000";
-        QTest::newRow("cancelled") << standard_cables() << QString() << "No hardware" << "00000";
-        QTest::newRow("unknown cable") << standard_cables() << "Spare-USB [9-9]" << "No hardware" << "00000";
-        QTest::newRow("cable refuses to open") << standard_cables(debug_ip(1, 1024), {{"refuse_open", true}})
-                                               << DUT_CABLE << "No hardware" << "00000";
+        QTest::addColumn<int>("listed");
+        const auto faulty = [](const QJsonObject& faults) { return standard_cables(debug_ip(1, 1024), faults); };
+        QTest::newRow("accepted") << standard_cables() << "Setup ..." << DUT_CABLE << DUT_CABLE << "10000" << 1;
+        QTest::newRow("cancelled") << standard_cables() << "Setup ..." << QString() << "No hardware" << "00000" << 1;
+        QTest::newRow("unknown cable") << standard_cables() << "Setup ..." << "Spare-USB [9-9]" << "No hardware" << "00000" << 1;
+        QTest::newRow("cable refuses to open") << faulty({{"refuse_open", true}}) << "Setup ..." << DUT_CABLE << "No hardware"
+                                               << "00000" << 1;
+        QTest::newRow("scan, TDO stuck low") << faulty({{"tdo_stuck", 0}}) << "Scan ..." << "" << DUT_CABLE << "10000" << 0;
+        QTest::newRow("scan, lock refused") << faulty({{"refuse_lock", true}}) << "Scan ..." << "" << DUT_CABLE << "10000" << 0;
+        QTest::newRow("scan, no device") << QJsonArray{cable(DUT_CABLE, QJsonArray())} << "Scan ..." << "" << DUT_CABLE
+                                         << "10000" << 0;
     }
-    void choosing_hardware()
+    void choosing_and_scanning()
     {
         QFETCH(QJsonArray, cables);
+        QFETCH(QString, step);
         QFETCH(QString, answer);
         QFETCH(QString, shown);
         QFETCH(QString, states);
+        QFETCH(int, listed);
         QCOMPARE(button_states(panel()), QString("00000"));
         QVERIFY(button(panel(), "Setup ...")->isEnabled() && button(panel(), "Open")->isEnabled());
-        QCOMPARE(panel()->findChild<QLineEdit*>()->text(), QString("No hardware"));
-        QVERIFY(load_bench(cables));
-        // A scanned chain first, so that choosing again visibly disables the device operations.
-        choose_and_scan(panel(), LAB_CABLE);
-        QCOMPARE(button_states(panel()), QString("10111"));
-        const QByteArray cable_name = answer.toUtf8();
-        pgmwq_set_preset_answer(answer.isNull() ? nullptr : cable_name.constData());
-        click(panel(), "Setup ...");
-        QCOMPARE(panel()->findChild<QLineEdit*>()->text(), shown);
-        QCOMPARE(button_states(panel()), states);
-    }
-
-    void scanning_lists_the_chain_and_start_reads_the_chosen_device()
-    {
-        choose_and_scan(panel(), LAB_CABLE);
-        QStringList items;
-        for (int i = 0; i < devices()->count(); ++i)
-            items << devices()->itemText(i);
-        QCOMPARE(items, (QStringList{"@1 - CD5-TV2-ES", "@2 - Lab flash bridge", "@3 - DN5-TV3-ES"}));
-        QCOMPARE(button_states(panel()), QString("10111"));
-        devices()->setCurrentIndex(2);
-        click(panel(), "Start");
-        verify_samples(bench_generate_trace(3, 1024), 101);
-        devices()->setCurrentIndex(0);
-        click(panel(), "Start");
-        QCOMPARE(m_panel->waveform_widget()->waveform_depth(), 2048u);
-        verify_released();
-    }
-
-    void scan_error_disables_the_device_operations_data()
-    {
-        QTest::addColumn<QJsonArray>("cables");
-        QTest::newRow("TDO stuck low") << standard_cables(debug_ip(1, 1024), {{"tdo_stuck", 0}});
-        QTest::newRow("lock refused") << standard_cables(debug_ip(1, 1024), {{"refuse_lock", true}});
-        QTest::newRow("no device") << QJsonArray{cable(DUT_CABLE, QJsonArray())};
-    }
-    void scan_error_disables_the_device_operations()
-    {
-        QFETCH(QJsonArray, cables);
+        QCOMPARE(hardware_shown(), QString("No hardware"));
         choose_and_scan(panel(), DUT_CABLE);
         QCOMPARE(button_states(panel()), QString("10111"));
         QVERIFY(load_bench(cables));
-        click(panel(), "Scan ...");
-        QCOMPARE(devices()->count(), 0);
-        QCOMPARE(button_states(panel()), QString("10000"));
+        const QByteArray cable_name = answer.toUtf8();
+        if (step == "Setup ...")
+            pgmwq_set_preset_answer(answer.isNull() ? nullptr : cable_name.constData());
+        click(panel(), step);
+        QCOMPARE(hardware_shown(), shown);
+        QCOMPARE(button_states(panel()), states);
+        QCOMPARE(devices()->count(), listed);
     }
 
-    // Descriptor 17 (and 0x23, twice as deep) captures the whole memory; 16 and 15 stop.
-    void start_by_the_descriptor_data()
+    // Descriptor 17 (and 0x23, twice as deep) captures the whole memory, 16 and 15 stop; a sample
+    // read that fails stops the reading, the memory drawn all the same with zeros for the rest.
+    void start_data()
     {
         const QString refused("Detected IP does not support waveform debug feature and/or debug size must be greater than 0");
         QTest::addColumn<int>("feature");
         QTest::addColumn<int>("depth");
+        QTest::addColumn<int>("failing_read");
         QTest::addColumn<QString>("error");
-        QTest::newRow("descriptor 17") << 1 << 1024 << QString();
-        QTest::newRow("descriptor 0x23") << 3 << 2048 << QString();
-        QTest::newRow("descriptor 16") << 0 << 1024 << refused;
-        QTest::newRow("descriptor 15") << 15 << 0 << refused;
+        QTest::addColumn<QStringList>("messages");
+        QTest::addColumn<QString>("states");
+        QTest::newRow("descriptor 17") << 1 << 1024 << -1 << QString() << QStringList() << "11111";
+        QTest::newRow("descriptor 0x23") << 3 << 2048 << -1 << QString() << QStringList() << "11111";
+        QTest::newRow("descriptor 16") << 0 << 1024 << -1 << refused << QStringList() << "11111";
+        QTest::newRow("descriptor 15") << 15 << 0 << -1 << refused << QStringList() << "11111";
+        QTest::newRow("read fails at 512") << 1 << 1024 << 512 << QString() << QStringList{"Fail to read memory"} << "10111";
     }
-    void start_by_the_descriptor()
+    void start()
     {
         QFETCH(int, feature);
         QFETCH(int, depth);
+        QFETCH(int, failing_read);
         QFETCH(QString, error);
-        QVERIFY(load_bench(standard_cables(debug_ip(5, depth, feature))));
+        QFETCH(QStringList, messages);
+        QFETCH(QString, states);
+        const QJsonObject faults = failing_read < 0 ? QJsonObject() : QJsonObject{{"fail_sample_read_after", failing_read}};
+        QVERIFY(load_bench({cable(DUT_CABLE, {device("BR5-TV1-ES", "0x0B4150F3", debug_ip(5, depth, feature), faults)})}));
         choose_and_scan(panel(), DUT_CABLE);
         QCOMPARE(internal_error_of([&] { button(panel(), "Start")->click(); }), error);
         verify_released();
-        if (!error.isEmpty()) {
-            QVERIFY(m_panel->waveform_widget()->sample(0) == nullptr);
-            return;
-        }
-        verify_samples(bench_generate_trace(5, unsigned(depth)), unsigned(depth));
-        QCOMPARE(m_panel->waveform_widget()->waveform_scene()->sceneRect().width(), (depth + 10) * 15.0);
-        QCOMPARE(button_states(panel()), QString("11111"));
-        QVERIFY(m_messages->texts.isEmpty());
+        QCOMPARE(m_messages->texts, messages);
+        QCOMPARE(button_states(panel()), states);
+        std::vector<std::uint64_t> expected = bench_generate_trace(5, unsigned(depth));
+        std::fill(expected.begin() + (failing_read < 0 ? depth : failing_read), expected.end(), 0);
+        QVERIFY(drawn(*m_panel) == (error.isEmpty() ? expected : std::vector<std::uint64_t>()));
+        if (error.isEmpty())
+            QCOMPARE(m_panel->waveform_widget()->waveform_scene()->sceneRect().width(), (depth + 10) * 15.0);
     }
 
-    void failing_sample_read_draws_the_whole_memory()
-    {
-        QVERIFY(load_bench(QJsonArray{cable(
-            DUT_CABLE, {device("BR5-TV1-ES", "0x0B4150F3", debug_ip(1, 1024), {{"fail_sample_read_after", 512}})})}));
-        capture();
-        std::vector<std::uint64_t> expected = bench_generate_trace(1, 1024);
-        std::fill(expected.begin() + 512, expected.end(), 0);
-        verify_samples(expected, 1024);
-        QCOMPARE(m_messages->texts, QStringList{"Fail to read memory"});
-        QCOMPARE(button_states(panel()), QString("10111"));
-        verify_released();
-    }
-
+    // Start and Reset report the failure and take Save away; Read USEDW stays silent.
     void no_debug_ip_or_no_start_up_data()
     {
         QTest::addColumn<bool>("lock_refused");
@@ -269,7 +233,6 @@ private slots:
             choose_and_scan(panel(), LAB_CABLE);
             devices()->setCurrentIndex(1);
         }
-        // Start and Reset report the failure and take Save away; Read USEDW stays silent.
         for (const char* operation : {"Start", "Reset", "Read USEDW"}) {
             const bool reports = QString(operation) != "Read USEDW";
             button(panel(), "Save")->setEnabled(reports); // as after an earlier capture
@@ -281,7 +244,9 @@ private slots:
         }
     }
 
-    void read_usedw_posts_the_fill_level()
+    // Read USEDW posts the fill level under the busy dialog. Reset clears the waves and the trace
+    // (not the names, nor Save) and reaches the IP, which records a new session.
+    void read_usedw_and_reset()
     {
         choose_and_scan(panel(), DUT_CABLE);
         click(panel(), "Read USEDW");
@@ -289,50 +254,64 @@ private slots:
         QCOMPARE(m_messages->busy_texts,
                  (QStringList{"Programmer Debug Waveform Viewer", "Please wait while Programmer is processing..."}));
         QCOMPARE(button_states(panel()), QString("10111"));
-        verify_released();
-    }
-
-    // Reset clears the waves and the trace (not the names) and reaches the IP, which records a
-    // new session.
-    void reset_forgets_the_trace_but_keeps_save()
-    {
-        capture();
+        click(panel(), "Start");
         click(panel(), "Reset");
         PGMDQ_DEBUG_WAVEFORM_WIDGET* widget = m_panel->waveform_widget();
         QCOMPARE(widget->waveform_scene()->items().size(), 0);
         QCOMPARE(widget->text_scene()->items().size(), 15);
-        QVERIFY(widget->sample(0) == nullptr);
+        QVERIFY(drawn(*m_panel).empty());
         QCOMPARE(button_states(panel()), QString("11111"));
         verify_released();
         click(panel(), "Start");
-        verify_samples(bench_generate_trace(bench_trace_epoch_seed(1, 1), 1024), 8);
+        QVERIFY(drawn(*m_panel) == bench_generate_trace(bench_trace_epoch_seed(1, 1), 1024));
     }
 
-    void save_and_open_through_the_panel()
+    // The chain's devices listed, the one chosen captured; where the trace shown came from
+    // (nothing, a capture and when, or a file) through a save over an older file (replaced whole,
+    // nothing left beside it), a reset and an open. Opening needs no hardware, never enables Save
+    // and leaves it enabled; a cancelled dialog changes nothing.
+    void capture_save_open_and_the_trace_origin()
     {
-        // Over an older file: replaced whole, nothing else left in the folder.
+        QCOMPARE(m_panel->trace_origin(), QString("No trace"));
+        QVERIFY(!button(panel(), "Export VCD...")->isEnabled());
+        const QDateTime before = QDateTime::currentDateTime().addSecs(-1);
+        capture(LAB_CABLE, 2);
+        QStringList items;
+        for (int i = 0; i < devices()->count(); ++i)
+            items << devices()->itemText(i);
+        QCOMPARE(items, (QStringList{"@1 - CD5-TV2-ES", "@2 - Lab flash bridge", "@3 - DN5-TV3-ES"}));
+        verify_released();
+        const QString origin = m_panel->trace_origin();
+        QVERIFY2(origin.startsWith("Captured from @3 - DN5-TV3-ES at "), qPrintable(origin));
+        const QDateTime when = QDateTime::fromString(origin.mid(origin.lastIndexOf(" at ") + 4), "yyyy-MM-dd hh:mm:ss");
+        QVERIFY(when.isValid() && when >= before && when <= QDateTime::currentDateTime());
+        QVERIFY(button(panel(), "Export VCD...")->isEnabled());
+
         const QString folder = m_dir.filePath("replace");
+        const QString file = QDir(folder).filePath("captured.wvf");
         QVERIFY(QDir().mkpath(folder));
-        write_bytes(QDir(folder).filePath("captured.wvf").toStdString(), Bytes(100, 0x5A));
-        capture();
+        write_bytes(file.toStdString(), Bytes(100, 0x5A));
         TFCQ_FILE_DLG::preset_answer(QDir(folder).filePath("captured"));
         click(panel(), "Save");
         QCOMPARE(folder_listing(folder), QStringList{"captured.wvf:5132"});
         QVERIFY(m_messages->texts.isEmpty());
+        QCOMPARE(m_panel->trace_origin(), "File: " + file);
+        click(panel(), "Reset");
+        QCOMPARE(m_panel->trace_origin(), QString("No trace"));
+        QVERIFY(!button(panel(), "Export VCD...")->isEnabled());
+        TFCQ_FILE_DLG::preset_answer(QDir(folder).filePath("captured"));
+        click(panel(), "Open");
+        QCOMPARE(m_panel->trace_origin(), "File: " + file);
+        QCOMPARE(button_states(panel()), QString("11111"));
 
-        // Opening needs no hardware and never enables Save; a cancelled dialog changes nothing.
         PGMDQ_DEBUG_WAVEFORM_VIEWER fresh;
-        TFCQ_FILE_DLG::preset_answer(QDir(folder).filePath("captured.wvf"));
+        TFCQ_FILE_DLG::preset_answer(file);
         click(&fresh, "Open");
-        QCOMPARE(sample_value(fresh.waveform_widget()->sample(9)), bench_generate_trace(1, 1024)[9]);
+        QVERIFY(drawn(fresh) == bench_generate_trace(3, 1024));
         QCOMPARE(button_states(&fresh), QString("00000"));
         TFCQ_FILE_DLG::preset_answer(QString());
         click(&fresh, "Open");
         QCOMPARE(fresh.waveform_widget()->waveform_depth(), 1024u);
-        // With Save enabled by a capture, opening leaves it enabled.
-        TFCQ_FILE_DLG::preset_answer(QDir(folder).filePath("captured"));
-        click(panel(), "Open");
-        QCOMPARE(button_states(panel()), QString("11111"));
     }
 
     // A save or export that cannot be completed says so once, naming the file, and leaves the
@@ -395,71 +374,34 @@ private slots:
         QVERIFY(QFileInfo(m_dir.filePath("elsewhere" + extension)).size() > 5000);
     }
 
-    // The panel says where the trace shown came from: nothing, a capture and when, or a file.
-    void shows_where_the_trace_came_from()
-    {
-        QCOMPARE(m_panel->trace_origin(), QString("No trace"));
-        const QDateTime before = QDateTime::currentDateTime().addSecs(-1);
-        capture(LAB_CABLE, 2);
-        const QString origin = m_panel->trace_origin();
-        QVERIFY2(origin.startsWith("Captured from @3 - DN5-TV3-ES at "), qPrintable(origin));
-        const QDateTime when = QDateTime::fromString(origin.mid(origin.lastIndexOf(" at ") + 4), "yyyy-MM-dd hh:mm:ss");
-        QVERIFY(when.isValid() && when >= before && when <= QDateTime::currentDateTime());
-        QVERIFY(button(panel(), "Export VCD...")->isEnabled());
-        TFCQ_FILE_DLG::preset_answer(m_dir.filePath("origin"));
-        click(panel(), "Save");
-        QCOMPARE(m_panel->trace_origin(), "File: " + m_dir.filePath("origin.wvf"));
-        click(panel(), "Reset");
-        QCOMPARE(m_panel->trace_origin(), QString("No trace"));
-        QVERIFY(!button(panel(), "Export VCD...")->isEnabled());
-        TFCQ_FILE_DLG::preset_answer(m_dir.filePath("origin.wvf"));
-        click(panel(), "Open");
-        QCOMPARE(m_panel->trace_origin(), "File: " + m_dir.filePath("origin.wvf"));
-    }
-
-    // A capture of two million samples (about two seconds on the simulated cable): the busy
-    // dialog's clock advances, the window repaints, and the event loop never waits 250 ms.
+    // A capture of two million samples (about two seconds on the simulated cable): the event
+    // loop never waits 250 ms, so the window repaints, and the busy dialog's clock advances.
     void long_capture_keeps_the_window_live()
     {
         const int depth = 2 * 1024 * 1024;
         QVERIFY(load_bench(standard_cables(debug_ip(6, depth))));
-        m_panel->resize(900, 700);
         m_panel->show();
         QVERIFY(QTest::qWaitForWindowExposed(m_panel.get()));
         choose_and_scan(panel(), DUT_CABLE);
-        QWidget* waves = m_panel->waveform_widget()->waveform_view()->viewport();
-        struct PAINTS : QObject {
-            int count = 0;
-            bool eventFilter(QObject*, QEvent* event) override
-            {
-                count += event->type() == QEvent::Paint;
-                return false;
-            }
-        } paints;
-        waves->installEventFilter(&paints);
         QElapsedTimer clock;
         qint64 last_turn = 0;
         qint64 longest_gap = 0;
         QStringList elapsed_shown;
         QTimer ticker;
-        ticker.setInterval(10);
         connect(&ticker, &QTimer::timeout, [&] {
             longest_gap = std::max(longest_gap, clock.elapsed() - last_turn);
             last_turn = clock.elapsed();
-            waves->update();
             for (TFCQ_BUSY_DLG* busy : m_panel->findChildren<TFCQ_BUSY_DLG*>())
                 if (busy->isVisible() && !elapsed_shown.contains(busy->elapsed_text()))
                     elapsed_shown << busy->elapsed_text();
         });
         clock.start();
-        ticker.start();
+        ticker.start(10);
         click(panel(), "Start");
-        const qint64 took = clock.elapsed();
         ticker.stop();
         QCOMPARE(m_panel->waveform_widget()->waveform_depth(), unsigned(depth));
         QVERIFY2(longest_gap < 250, qPrintable(QString::number(longest_gap)));
-        QVERIFY(paints.count >= int(took / 250));
-        if (took > 1200)
+        if (clock.elapsed() > 1200)
             QVERIFY2(elapsed_shown.contains("Elapsed time: 00:00:01"), qPrintable(elapsed_shown.join(", ")));
         verify_released();
     }
