@@ -108,17 +108,6 @@ class TEST_WAVE_NAVIGATION : public QObject {
         QVERIFY2(labelled >= 2, qPrintable(QString("%1 labels at zoom %2").arg(labelled).arg(m_widget->zoom())));
     }
 
-    // Pixels of a colour in the column of the wave viewport where `sample` starts.
-    int cursor_pixels(int sample, QRgb colour) const
-    {
-        const QImage image = viewport()->grab().toImage();
-        const int x = int(std::floor(m_widget->viewport_x_of(sample)));
-        int count = 0;
-        for (int y = 0; y < image.height(); ++y)
-            count += (image.pixel(x, y) & 0xFFFFFF) == colour;
-        return count;
-    }
-
 private slots:
     void cleanup() { m_widget.reset(); }
 
@@ -216,8 +205,9 @@ private slots:
         QVERIFY(ruler()->labels().first().toInt() > 4000);
     }
 
-    // A click places the primary cursor (A, yellow) and selects the row, Shift+click the
-    // secondary (B, cyan); the ruler shows both and their distance, the values follow A.
+    // A click places the primary cursor (A) and selects the row, Shift+click the secondary (B);
+    // the ruler shows both and their distance, the values follow A. (Their lines over the waves
+    // are the screenshot test's.)
     void cursors_and_values_follow_the_clicks()
     {
         show_trace(1024);
@@ -232,9 +222,6 @@ private slots:
         QCOMPARE(m_widget->secondary_cursor(), 57);
         QCOMPARE(ruler()->cursor_texts(), (QStringList{"A 20", "B 57", "Δ 37"}));
         QCOMPARE(m_widget->values_column()->texts(), values_at(m_samples[20]));
-        QCoreApplication::processEvents();
-        QVERIFY(cursor_pixels(20, 0xFFFF00) > 100);
-        QVERIFY(cursor_pixels(57, 0x00FFFF) > 100);
         QTest::mouseClick(viewport(), Qt::LeftButton, Qt::NoModifier, QPoint(100 * 15 + 14, 10));
         QCOMPARE(ruler()->cursor_texts(), (QStringList{"A 100", "B 57", "Δ 43"}));
         QCOMPARE(m_widget->values_column()->texts(), values_at(m_samples[100]));
