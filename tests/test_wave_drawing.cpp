@@ -191,28 +191,26 @@ private slots:
         const PGMDQ_DEBUG_SIGNAL* const table = PGMDQ_SFL_DEBUG_SIGNALS;
         const QString forget("depth == 0 && waveforms == NULL && debug_signals == NULL");
         const QString show("depth > 0 && waveforms != NULL && debug_signals != NULL");
+        PGMDQ_SAMPLE_BUFFERS samples(2, 5);
+        unsigned char** const none = nullptr;
         const struct {
             unsigned width, depth;
-            bool with_samples;
+            unsigned char** samples;
             const PGMDQ_DEBUG_SIGNAL* table;
             QString error;
         } cases[] = {
-            {0, 1, false, nullptr, forget},
-            {0, 0, true, nullptr, forget},
-            {37, 0, true, table, show},
-            {37, 2, false, table, show},
-            {37, 2, true, nullptr, show},
-            {37, 2, true, zero_width, "debug_signals[index].width > 0"},
-            {37, 2, true, too_wide, "debug_signals[index].width > 0 && debug_signals[index].width <= 32"},
-            {37, 2, true, unclosed, "debug_signals[index].width == 0"},
+            {0, 1, none, nullptr, forget},
+            {0, 0, samples.data(), nullptr, forget},
+            {37, 0, samples.data(), table, show},
+            {37, 2, none, table, show},
+            {37, 2, samples.data(), nullptr, show},
+            {37, 2, samples.data(), zero_width, "debug_signals[index].width > 0"},
+            {37, 2, samples.data(), too_wide, "debug_signals[index].width > 0 && debug_signals[index].width <= 32"},
+            {37, 2, samples.data(), unclosed, "debug_signals[index].width == 0"},
         };
-        PGMDQ_SAMPLE_BUFFERS samples(2, 5);
         for (const auto& bad : cases) {
             PGMDQ_DEBUG_WAVEFORM_WIDGET widget;
-            QCOMPARE(internal_error_of([&] {
-                         widget.draw_waveform(bad.width, bad.depth, bad.with_samples ? samples.data() : nullptr,
-                                              bad.table, 0, 15);
-                     }),
+            QCOMPARE(internal_error_of([&] { widget.draw_waveform(bad.width, bad.depth, bad.samples, bad.table, 0, 15); }),
                      bad.error);
         }
     }

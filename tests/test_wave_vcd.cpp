@@ -84,8 +84,8 @@ private slots:
         }
     }
 
-    // GTKWave's names ("debug_ip.ir_in[11:0]") and values (a bit 0 or 1, a bus in hexadecimal
-    // with all its digits) at every sample, from tests/wave/gtkwave_probe.tcl.
+    // GTKWave lists the signals ("debug_ip.ir_in[11:0]") and reads every value at every sample
+    // (a bit 0 or 1, a bus in hexadecimal with all its digits) through tests/wave/gtkwave_probe.tcl.
     void gtkwave_reads_every_sample_of_the_vectors()
     {
         if (!installed({"gtkwave", "xvfb-run"}))
@@ -101,37 +101,43 @@ private slots:
         QVERIFY2(gtkwave.exit_code == 0 &&
                      !all_output.contains(QRegularExpression("near byte|malformed", QRegularExpression::CaseInsensitiveOption)),
                  qPrintable(all_output));
-
-        QStringList found_signals;
-        QMap<QString, QString> found_values; // "TIME NAME" -> value
-        for (const QString& line : gtkwave.output.split('\n')) {
-            const QStringList words = line.split(' ');
-            if (words.size() == 2 && words[0] == "signal")
-                found_signals << words[1];
-            else if (words.size() == 4 && words[0] == "value")
-                found_values[words[1] + " " + words[2]] = words[3];
-        }
-        QStringList expected_signals;
+        QStringList expected;
         unsigned first_bit = 0;
         for (const PGMDQ_DEBUG_SIGNAL* signal = PGMDQ_SFL_DEBUG_SIGNALS; signal->width; first_bit += signal++->width) {
             const unsigned width = signal->width;
             const QString name = "debug_ip." + QString::fromStdString(signal->name) +
                                  (width > 1 ? QString("[%1:0]").arg(width - 1) : QString());
-            expected_signals << name;
+            expected << "signal " + name;
             for (int time = 0; time < DEPTH; ++time) {
                 const quint64 value = field(m_samples[std::size_t(time)], first_bit, width);
-                const QString expected = QString("%1").arg(value, int(width + 3) / 4, 16, QChar('0')).toUpper();
-                const QString found = found_values.value(QString("%1 %2").arg(time).arg(name));
-                if (found != expected)
-                    QFAIL(qPrintable(QString("%1 at %2: %3, not %4").arg(name).arg(time).arg(found, expected)));
+                expected << QString("value %1 %2 %3").arg(time).arg(name, QString("%1").arg(value, int(width + 3) / 4, 16, QChar('0')).toUpper());
             }
         }
-        found_signals.sort();
-        expected_signals.sort();
-        QCOMPARE(found_signals, expected_signals);
+        QStringList found = gtkwave.output.split('\n').filter(QRegularExpression("^(signal|value) "));
+        found.sort();
+        expected.sort();
+        QCOMPARE(found, expected);
     }
 
-    // sigrok names each bus bit "ir_in[3]" and writes a CSV row of 37 bits per sample.
+    // GTKWave takes a vector's width from its declaration and lets a wrong range pass: the
+    // declarations themselves, identifiers aside.
+    void vectors_are_declared_with_their_ranges()
+    {
+        QStringList declared;
+        for (const QString& line : QString(read_file(path("vectors.vcd"))).split('\n'))
+            if (line.startsWith("$var ")) {
+                QStringList words = line.split(' ');
+                words[3] = "ID";
+                declared << words.join(' ');
+            }
+        QStringList expected;
+        for (const PGMDQ_DEBUG_SIGNAL* signal = PGMDQ_SFL_DEBUG_SIGNALS; signal->width; ++signal)
+            expected << QString("$var wire %1 ID %2%3 $end").arg(signal->width).arg(QString::fromStdString(signal->name),
+                                signal->width > 1 ? QString(" [%1:0]").arg(signal->width - 1) : "");
+        QCOMPARE(declared, expected);
+    }
+
+    // sigrok lists the channels ("ir_in[3]") and writes a CSV row of 37 bits per sample.
     void sigrok_reads_every_sample_of_the_split_form()
     {
         if (!installed({"sigrok-cli"}))
@@ -139,28 +145,30 @@ private slots:
         const RUN sigrok = run("sigrok-cli", {"-I", "vcd", "-i", path("split.vcd"), "-O", "csv"});
         QVERIFY2(sigrok.exit_code == 0, qPrintable(sigrok.errors));
         QStringList channels;
-        QVector<QStringList> rows;
+        QStringList rows;
         for (const QString& line : sigrok.output.split('\n', Qt::SkipEmptyParts)) {
             const int listed = line.indexOf("): ");
             if (line.startsWith("; Channels") && listed > 0)
                 channels = line.mid(listed + 3).split(", ");
             else if (!line.startsWith(';') && !line.startsWith("META") && !line.startsWith("logic"))
-                rows.append(line.split(','));
+                rows << line;
         }
         QMap<QString, unsigned> bit_of;
         unsigned first_bit = 0;
         for (const PGMDQ_DEBUG_SIGNAL* signal = PGMDQ_SFL_DEBUG_SIGNALS; signal->width; first_bit += signal++->width)
             for (unsigned k = 0; k < signal->width; ++k)
-                bit_of[QString::fromStdString(signal->name) + (signal->width > 1 ? QString("[%1]").arg(k) : "")] =
-                    first_bit + k;
+                bit_of[QString::fromStdString(signal->name) + (signal->width > 1 ? QString("[%1]").arg(k) : "")] = first_bit + k;
         QStringList sorted_channels = channels;
         sorted_channels.sort();
         QCOMPARE(sorted_channels, QStringList(bit_of.keys()));
-        QCOMPARE(rows.size(), DEPTH);
-        for (int channel = 0; channel < channels.size(); ++channel)
-            for (int i = 0; i < rows.size(); ++i)
-                if (rows[i].value(channel) != QString::number(field(m_samples[std::size_t(i)], bit_of[channels[channel]], 1)))
-                    QFAIL(qPrintable(QString("%1 at sample %2").arg(channels[channel]).arg(i)));
+        QStringList expected;
+        for (std::uint64_t sample : m_samples) {
+            QStringList bits;
+            for (const QString& channel : channels)
+                bits << QString::number(field(sample, bit_of[channel], 1));
+            expected << bits.join(',');
+        }
+        QCOMPARE(rows, expected);
     }
 
     // "Export VCD..." writes what the converter writes, in both forms; only the first line, the
@@ -168,10 +176,8 @@ private slots:
     void panel_export_writes_what_the_converter_writes()
     {
         PGMDQ_DEBUG_WAVEFORM_VIEWER panel;
-        QVERIFY(!wave_test::button(&panel, "Export VCD...")->isEnabled());
         TFCQ_FILE_DLG::preset_answer(path("trace.wvf"));
         wave_test::click(&panel, "Open");
-        QVERIFY(wave_test::button(&panel, "Export VCD...")->isEnabled());
         auto* split_box = panel.findChild<QCheckBox*>();
         QCOMPARE(split_box->text(), QString("Buses as single-bit wires"));
         const auto after_first_line = [](const QByteArray& text) { return text.mid(text.indexOf('\n') + 1); };
