@@ -96,15 +96,6 @@ class TEST_WAVE_PANEL : public QObject {
     QComboBox* devices() const { return m_panel->findChildren<QComboBox*>().first(); }
     QString hardware_shown() const { return m_panel->findChild<QLineEdit*>()->text(); }
 
-    // Captures from `device` of the cable's chain (the first when -1).
-    void capture(const char* cable_name = DUT_CABLE, int device = -1)
-    {
-        choose_and_scan(panel(), cable_name);
-        if (device >= 0)
-            devices()->setCurrentIndex(device);
-        click(panel(), "Start");
-    }
-
     // The samples of the trace drawn (none without one).
     static std::vector<std::uint64_t> drawn(const PGMDQ_DEBUG_WAVEFORM_VIEWER& viewer)
     {
@@ -212,8 +203,6 @@ private slots:
         std::vector<std::uint64_t> expected = bench_generate_trace(5, unsigned(depth));
         std::fill(expected.begin() + (failing_read < 0 ? depth : failing_read), expected.end(), 0);
         QVERIFY(drawn(*m_panel) == (error.isEmpty() ? expected : std::vector<std::uint64_t>()));
-        if (error.isEmpty())
-            QCOMPARE(m_panel->waveform_widget()->waveform_scene()->sceneRect().width(), (depth + 10) * 15.0);
     }
 
     // Start and Reset report the failure and take Save away; Read USEDW stays silent.
@@ -244,42 +233,29 @@ private slots:
         }
     }
 
-    // Read USEDW posts the fill level under the busy dialog. Reset clears the waves and the trace
-    // (not the names, nor Save) and reaches the IP, which records a new session.
-    void read_usedw_and_reset()
+    // A session on the lab cable's third device, as a user has it: the chain listed, Read USEDW
+    // posting the fill level under the busy dialog, a capture, a save over an older file (replaced
+    // whole, nothing left beside it), Reset (the waves and the trace go, the names and Save stay,
+    // the IP records a new session) and Open (which needs no hardware, never enables Save and
+    // leaves it enabled; a cancelled dialog changes nothing); the trace's origin all along.
+    void session_with_capture_save_reset_and_open()
     {
-        choose_and_scan(panel(), DUT_CABLE);
+        QCOMPARE(m_panel->trace_origin(), QString("No trace"));
+        QVERIFY(!button(panel(), "Export VCD...")->isEnabled());
+        choose_and_scan(panel(), LAB_CABLE);
+        QStringList items;
+        for (int i = 0; i < devices()->count(); ++i)
+            items << devices()->itemText(i);
+        QCOMPARE(items, (QStringList{"@1 - CD5-TV2-ES", "@2 - Lab flash bridge", "@3 - DN5-TV3-ES"}));
+        devices()->setCurrentIndex(2);
         click(panel(), "Read USEDW");
         QCOMPARE(m_messages->texts, QStringList{"USEDW count: 1024"});
         QCOMPARE(m_messages->busy_texts,
                  (QStringList{"Programmer Debug Waveform Viewer", "Please wait while Programmer is processing..."}));
         QCOMPARE(button_states(panel()), QString("10111"));
-        click(panel(), "Start");
-        click(panel(), "Reset");
-        PGMDQ_DEBUG_WAVEFORM_WIDGET* widget = m_panel->waveform_widget();
-        QCOMPARE(widget->waveform_scene()->items().size(), 0);
-        QCOMPARE(widget->text_scene()->items().size(), 15);
-        QVERIFY(drawn(*m_panel).empty());
-        QCOMPARE(button_states(panel()), QString("11111"));
-        verify_released();
-        click(panel(), "Start");
-        QVERIFY(drawn(*m_panel) == bench_generate_trace(bench_trace_epoch_seed(1, 1), 1024));
-    }
 
-    // The chain's devices listed, the one chosen captured; where the trace shown came from
-    // (nothing, a capture and when, or a file) through a save over an older file (replaced whole,
-    // nothing left beside it), a reset and an open. Opening needs no hardware, never enables Save
-    // and leaves it enabled; a cancelled dialog changes nothing.
-    void capture_save_open_and_the_trace_origin()
-    {
-        QCOMPARE(m_panel->trace_origin(), QString("No trace"));
-        QVERIFY(!button(panel(), "Export VCD...")->isEnabled());
         const QDateTime before = QDateTime::currentDateTime().addSecs(-1);
-        capture(LAB_CABLE, 2);
-        QStringList items;
-        for (int i = 0; i < devices()->count(); ++i)
-            items << devices()->itemText(i);
-        QCOMPARE(items, (QStringList{"@1 - CD5-TV2-ES", "@2 - Lab flash bridge", "@3 - DN5-TV3-ES"}));
+        click(panel(), "Start");
         verify_released();
         const QString origin = m_panel->trace_origin();
         QVERIFY2(origin.startsWith("Captured from @3 - DN5-TV3-ES at "), qPrintable(origin));
@@ -294,16 +270,24 @@ private slots:
         TFCQ_FILE_DLG::preset_answer(QDir(folder).filePath("captured"));
         click(panel(), "Save");
         QCOMPARE(folder_listing(folder), QStringList{"captured.wvf:5132"});
-        QVERIFY(m_messages->texts.isEmpty());
+        QCOMPARE(m_messages->texts.size(), 1);
         QCOMPARE(m_panel->trace_origin(), "File: " + file);
+
         click(panel(), "Reset");
+        QCOMPARE(m_panel->waveform_widget()->waveform_scene()->items().size(), 0);
+        QCOMPARE(m_panel->waveform_widget()->text_scene()->items().size(), 15);
+        QVERIFY(drawn(*m_panel).empty());
+        QCOMPARE(button_states(panel()), QString("11111"));
         QCOMPARE(m_panel->trace_origin(), QString("No trace"));
         QVERIFY(!button(panel(), "Export VCD...")->isEnabled());
+        verify_released();
+        click(panel(), "Start");
+        QVERIFY(drawn(*m_panel) == bench_generate_trace(bench_trace_epoch_seed(3, 1), 1024));
+
         TFCQ_FILE_DLG::preset_answer(QDir(folder).filePath("captured"));
         click(panel(), "Open");
         QCOMPARE(m_panel->trace_origin(), "File: " + file);
         QCOMPARE(button_states(panel()), QString("11111"));
-
         PGMDQ_DEBUG_WAVEFORM_VIEWER fresh;
         TFCQ_FILE_DLG::preset_answer(file);
         click(&fresh, "Open");
@@ -342,7 +326,8 @@ private slots:
             write_bytes(target.toStdString(), previous);
         }
         const QStringList listing_before = folder_listing(folder);
-        capture();
+        choose_and_scan(panel(), DUT_CABLE);
+        click(panel(), "Start");
         m_messages->texts.clear();
         TFCQ_FILE_DLG::preset_answer(QDir(folder).filePath("trace"));
         {
