@@ -27,7 +27,6 @@ namespace {
 
 const char* const DUT_CABLE = "DUT-USB [1-2]";
 const char* const LAB_CABLE = "Lab-USB [1-3]";
-const QString FAIL_STARTUP("Fail to startup hardware and/or determine supported IP");
 
 QJsonObject debug_ip(int seed, int depth, int feature = 1)
 {
@@ -168,69 +167,62 @@ private slots:
         QCOMPARE(devices()->count(), listed);
     }
 
-    // Descriptor 17 (and 0x23, twice as deep) captures the whole memory, 16 and 15 stop; a sample
-    // read that fails stops the reading, the memory drawn all the same with zeros for the rest.
-    void start_data()
+    // The operations on the DUT of another bench than the one scanned, with Save enabled as after
+    // an earlier capture. Start: descriptor 17 (and 0x23, twice as deep) captures the whole
+    // memory, 16 and 15 are internal errors; a sample read that fails stops the reading, the
+    // memory drawn all the same with zeros for the rest, and takes Save away. Without the IP, or
+    // with the cable's lock refused, Start and Reset say so and take Save away; Read USEDW stays
+    // silent.
+    void device_operation_data()
     {
         const QString refused("Detected IP does not support waveform debug feature and/or debug size must be greater than 0");
-        QTest::addColumn<int>("feature");
-        QTest::addColumn<int>("depth");
-        QTest::addColumn<int>("failing_read");
+        const QStringList fail_startup{"Fail to startup hardware and/or determine supported IP"};
+        QTest::addColumn<QString>("operation");
+        QTest::addColumn<QJsonObject>("ip");
+        QTest::addColumn<QJsonObject>("faults"); // the device's, or the cable's for a refused lock
         QTest::addColumn<QString>("error");
         QTest::addColumn<QStringList>("messages");
         QTest::addColumn<QString>("states");
-        QTest::newRow("descriptor 17") << 1 << 1024 << -1 << QString() << QStringList() << "11111";
-        QTest::newRow("descriptor 0x23") << 3 << 2048 << -1 << QString() << QStringList() << "11111";
-        QTest::newRow("descriptor 16") << 0 << 1024 << -1 << refused << QStringList() << "11111";
-        QTest::newRow("descriptor 15") << 15 << 0 << -1 << refused << QStringList() << "11111";
-        QTest::newRow("read fails at 512") << 1 << 1024 << 512 << QString() << QStringList{"Fail to read memory"} << "10111";
+        const QJsonObject none;
+        const QJsonObject lock_refused{{"refuse_lock", true}};
+        QTest::newRow("descriptor 17") << "Start" << debug_ip(5, 1024) << none << QString() << QStringList() << "11111";
+        QTest::newRow("descriptor 0x23") << "Start" << debug_ip(5, 2048, 3) << none << QString() << QStringList() << "11111";
+        QTest::newRow("descriptor 16") << "Start" << debug_ip(5, 1024, 0) << none << refused << QStringList() << "11111";
+        QTest::newRow("descriptor 15") << "Start" << debug_ip(5, 0, 15) << none << refused << QStringList() << "11111";
+        QTest::newRow("sample read fails at 512") << "Start" << debug_ip(5, 1024) << QJsonObject{{"fail_sample_read_after", 512}}
+                                                  << QString() << QStringList{"Fail to read memory"} << "10111";
+        for (const char* operation : {"Start", "Reset", "Read USEDW"}) {
+            const QStringList told = QString(operation) == "Read USEDW" ? QStringList() : fail_startup;
+            const QString states = told.isEmpty() ? "11111" : "10111";
+            QTest::newRow(qPrintable(QString("%1 without the IP").arg(operation)))
+                << operation << none << none << QString() << told << states;
+            QTest::newRow(qPrintable(QString("%1, lock refused").arg(operation)))
+                << operation << debug_ip(5, 1024) << lock_refused << QString() << told << states;
+        }
     }
-    void start()
+    void device_operation()
     {
-        QFETCH(int, feature);
-        QFETCH(int, depth);
-        QFETCH(int, failing_read);
+        QFETCH(QString, operation);
+        QFETCH(QJsonObject, ip);
+        QFETCH(QJsonObject, faults);
         QFETCH(QString, error);
         QFETCH(QStringList, messages);
         QFETCH(QString, states);
-        const QJsonObject faults = failing_read < 0 ? QJsonObject() : QJsonObject{{"fail_sample_read_after", failing_read}};
-        QVERIFY(load_bench({cable(DUT_CABLE, {device("BR5-TV1-ES", "0x0B4150F3", debug_ip(5, depth, feature), faults)})}));
         choose_and_scan(panel(), DUT_CABLE);
-        QCOMPARE(internal_error_of([&] { button(panel(), "Start")->click(); }), error);
+        const bool cable_fault = faults.contains("refuse_lock");
+        QVERIFY(load_bench({cable(DUT_CABLE, {device("BR5-TV1-ES", "0x0B4150F3", ip, cable_fault ? QJsonObject() : faults)},
+                                  cable_fault ? faults : QJsonObject())}));
+        button(panel(), "Save")->setEnabled(true);
+        QCOMPARE(internal_error_of([&] { button(panel(), operation)->click(); }), error);
         verify_released();
         QCOMPARE(m_messages->texts, messages);
         QCOMPARE(button_states(panel()), states);
-        std::vector<std::uint64_t> expected = bench_generate_trace(5, unsigned(depth));
-        std::fill(expected.begin() + (failing_read < 0 ? depth : failing_read), expected.end(), 0);
-        QVERIFY(drawn(*m_panel) == (error.isEmpty() ? expected : std::vector<std::uint64_t>()));
-    }
-
-    // Start and Reset report the failure and take Save away; Read USEDW stays silent.
-    void no_debug_ip_or_no_start_up_data()
-    {
-        QTest::addColumn<bool>("lock_refused");
-        QTest::newRow("device without the IP") << false;
-        QTest::newRow("cable refuses the lock") << true;
-    }
-    void no_debug_ip_or_no_start_up()
-    {
-        QFETCH(bool, lock_refused);
-        if (lock_refused) {
-            choose_and_scan(panel(), DUT_CABLE);
-            QVERIFY(load_bench(standard_cables(debug_ip(1, 1024), {{"refuse_lock", true}})));
-        } else {
-            choose_and_scan(panel(), LAB_CABLE);
-            devices()->setCurrentIndex(1);
+        std::vector<std::uint64_t> expected;
+        if (operation == "Start" && error.isEmpty() && !cable_fault && !ip.isEmpty()) {
+            expected = bench_generate_trace(5, unsigned(ip["depth"].toInt()));
+            std::fill(expected.begin() + faults.value("fail_sample_read_after").toInt(int(expected.size())), expected.end(), 0);
         }
-        for (const char* operation : {"Start", "Reset", "Read USEDW"}) {
-            const bool reports = QString(operation) != "Read USEDW";
-            button(panel(), "Save")->setEnabled(reports); // as after an earlier capture
-            m_messages->texts.clear();
-            click(panel(), operation);
-            QCOMPARE(m_messages->texts, reports ? QStringList{FAIL_STARTUP} : QStringList());
-            QCOMPARE(button_states(panel()), QString("10111"));
-            verify_released();
-        }
+        QVERIFY(drawn(*m_panel) == expected);
     }
 
     // A session on the lab cable's third device, as a user has it: the chain listed, Read USEDW
