@@ -293,8 +293,8 @@ private slots:
         QCOMPARE(m_widget->primary_cursor(), edges[0]);
         QCOMPARE(m_widget->status_text(), QString("No edge of sdr before sample %1").arg(edges[0]));
 
-        // A value of ir_in, typed after Ctrl+F: Enter finds its first run, Shift+F3 from the end
-        // its last, F3 from there nothing.
+        // A value of ir_in, typed after Ctrl+F: Enter finds its first run, Shift+F3 from the sample
+        // after its last run that run, F3 from there nothing.
         m_widget->select_row(3);
         const unsigned wanted = signal_value(m_samples[2000], 3);
         std::vector<int> runs;
@@ -310,7 +310,10 @@ private slots:
         QCOMPARE(m_widget->primary_cursor(), runs.front());
         QCOMPARE(m_widget->values_column()->texts()[3], shown);
         QVERIFY(in_view(runs.front()));
-        m_widget->set_primary_cursor(4095);
+        int after_last_run = runs.back();
+        while (after_last_run < 4095 && signal_value(m_samples[after_last_run], 3) == wanted)
+            ++after_last_run;
+        m_widget->set_primary_cursor(after_last_run);
         QTest::keyClick(waves(), Qt::Key_F3, Qt::ShiftModifier);
         QCOMPARE(m_widget->primary_cursor(), runs.back());
         QTest::keyClick(waves(), Qt::Key_F3);
