@@ -1,26 +1,24 @@
 // A screenshot of the "Debug Waveform Viewer" tab with a trace captured from the default bench,
-// taken from a real X server (Xvfb, started here when the run has no display) and saved in the
+// taken from a real X server (an Xvfb of its own when the run has no display) and saved in the
 // build folder as screenshots/debug_waveform_viewer_zoomed.png: zoomed in by a drag on the ruler
 // with both cursors placed by clicks (a black wave area with red and white waves and labels,
-// yellow and cyan cursor lines over them, their flags and distance on the ruler, the values at the
-// primary cursor beside the names).
+// yellow and cyan cursor lines over them, their flags and distance on the ruler).
 #include "pgmdq_debug_waveform_viewer.h"
 #include "pgmdq_frame_wnd.h"
 
 #include "wave/wave_panel_driver.h"
 
 #include <QApplication>
-#include <QMouseEvent>
 #include <QDir>
 #include <QGraphicsView>
-#include <QScreen>
 #include <QMap>
+#include <QScreen>
 #include <QStandardPaths>
 #include <QTabWidget>
 #include <QWindow>
 
+#include <cmath>
 #include <csignal>
-#include <cstdio>
 #include <cstdlib>
 #include <string>
 #include <sys/wait.h>
@@ -32,15 +30,8 @@ namespace {
 
 pid_t xvfb_pid = -1;
 
-void stop_own_xvfb()
-{
-    if (xvfb_pid > 0) {
-        kill(xvfb_pid, SIGTERM);
-        waitpid(xvfb_pid, nullptr, 0);
-    }
-}
-
-// An Xvfb of our own: it picks a free display itself (-displayfd) and is stopped at exit.
+// An Xvfb of its own, on the display it picks itself (-displayfd: no race with other servers
+// starting), stopped at exit; false when there is none.
 bool start_own_xvfb()
 {
     const QByteArray xvfb = QStandardPaths::findExecutable("Xvfb").toLocal8Bit();
@@ -55,27 +46,18 @@ bool start_own_xvfb()
         _exit(127);
     }
     close(display_pipe[1]);
-    std::atexit(stop_own_xvfb);
+    std::atexit([] {
+        kill(xvfb_pid, SIGTERM);
+        waitpid(xvfb_pid, nullptr, 0);
+    });
     // The server writes the number and a newline once it accepts connections.
     QByteArray number;
     char c;
-    while (xvfb_pid > 0 && read(display_pipe[0], &c, 1) == 1 && c != '\n')
+    while (read(display_pipe[0], &c, 1) == 1 && c != '\n')
         number += c;
     close(display_pipe[0]);
     qputenv("DISPLAY", ":" + number);
     return !number.isEmpty();
-}
-
-// The frame's viewer tab, shown, with the default bench's trace captured.
-struct CAPTURED_FRAME {
-    VUI_FRAME_INFO info{"Debug Waveform Viewer"};
-    PGMDQ_FRAME_WND frame{&info, VUI_FW_STATE_SEPARATE_WINDOW};
-    PGMDQ_DEBUG_WAVEFORM_VIEWER* viewer = nullptr;
-};
-
-QImage grab_frame(QWidget& frame)
-{
-    return frame.windowHandle()->screen()->grabWindow(frame.winId()).toImage();
 }
 
 QMap<QRgb, int> pixels_in(const QImage& shot, const QRect& area)
@@ -97,19 +79,17 @@ private slots:
     {
         if (QGuiApplication::platformName() != "xcb")
             QSKIP("no X server to take the screenshot on");
-        CAPTURED_FRAME captured;
-        QWidget& frame = captured.frame;
+        VUI_FRAME_INFO info{"Debug Waveform Viewer"};
+        PGMDQ_FRAME_WND frame{&info, VUI_FW_STATE_SEPARATE_WINDOW};
         frame.resize(1200, 860);
         auto* tabs = frame.findChild<QTabWidget*>();
-        QVERIFY(tabs);
         QCOMPARE(tabs->tabText(2), QString("Debug Waveform Viewer"));
         tabs->setCurrentIndex(2);
         frame.show();
         QVERIFY(QTest::qWaitForWindowExposed(&frame));
         auto* viewer = frame.findChild<PGMDQ_DEBUG_WAVEFORM_VIEWER*>();
-        QVERIFY(viewer);
         std::string error;
-        QVERIFY(pgmd_cm_reload_bench(&error));
+        QVERIFY2(pgmd_cm_reload_bench(&error), error.c_str());
         choose_and_scan(viewer, "DUT-USB [1-2]");
         click(viewer, "Start");
         PGMDQ_DEBUG_WAVEFORM_WIDGET* widget = viewer->waveform_widget();
@@ -133,30 +113,30 @@ private slots:
         QCOMPARE(ruler->cursor_texts(), (QStringList{"A 30", "B 47", "Δ 17"}));
         QTest::qWait(300);
 
-        const QImage shot = grab_frame(frame);
-        QVERIFY(!shot.isNull());
+        const QImage shot = frame.windowHandle()->screen()->grabWindow(frame.winId()).toImage();
         const QString folder = qEnvironmentVariable("PGMDQ_BUILD_DIR", ".") + "/screenshots";
         QDir().mkpath(folder);
         QVERIFY(shot.save(folder + "/debug_waveform_viewer_zoomed.png"));
 
-        // Over the waves: the cursors' lines, yellow and cyan, the waves still red and white.
+        // Over the waves: the cursors' lines, yellow and cyan, down the columns where their
+        // samples start; the waves still red and white on black. On the ruler, the cursors' flags
+        // in their colours.
         const QRect area(waves->mapTo(&frame, QPoint(0, 0)), waves->size());
+        const auto column = [&](double sample) {
+            return QRect(area.left() + int(std::floor(widget->viewport_x_of(sample))), area.top(), 1, area.height());
+        };
+        QVERIFY(pixels_in(shot, column(30))[0xFFFF00] > area.height() / 2);
+        QVERIFY(pixels_in(shot, column(47))[0x00FFFF] > area.height() / 2);
         const QMap<QRgb, int> pixels = pixels_in(shot, area);
-        QVERIFY2(pixels[0xFFFF00] > area.height() / 2, qPrintable(QString::number(pixels[0xFFFF00])));
-        QVERIFY2(pixels[0x00FFFF] > area.height() / 2, qPrintable(QString::number(pixels[0x00FFFF])));
         QVERIFY(pixels[0x000000] > area.width() * area.height() / 2);
-        QVERIFY(pixels[0xFF0000] > 500);
-        QVERIFY(pixels[0xFFFFFF] > 500);
-        // On the ruler: the cursors' flags in their colours.
+        QVERIFY(pixels[0xFF0000] > 500 && pixels[0xFFFFFF] > 500);
         const QMap<QRgb, int> ruler_pixels = pixels_in(shot, QRect(ruler->mapTo(&frame, QPoint(0, 0)), ruler->size()));
-        QVERIFY(ruler_pixels[0xFFFF00] > 20);
-        QVERIFY(ruler_pixels[0x00FFFF] > 20);
+        QVERIFY(ruler_pixels[0xFFFF00] > 20 && ruler_pixels[0x00FFFF] > 20);
     }
 };
 
 int main(int argc, char** argv)
 {
-    // The screenshot needs a real window system: an X server of its own when the run has none.
     if (!qEnvironmentVariable("DISPLAY").isEmpty() || start_own_xvfb())
         qputenv("QT_QPA_PLATFORM", "xcb");
     QApplication app(argc, argv);
