@@ -304,6 +304,7 @@ private slots:
         // buffered write would only fail when the file is closed.
         QTest::newRow("save onto a full disk") << "Save" << "full";
         QTest::newRow("export into a missing folder") << "Export VCD..." << "missing";
+        QTest::newRow("export onto a full disk") << "Export VCD..." << "full";
     }
     void failed_write_is_told_and_keeps_the_previous_file()
     {

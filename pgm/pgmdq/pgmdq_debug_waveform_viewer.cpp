@@ -23,7 +23,6 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
-#include <QSaveFile>
 #include <QVBoxLayout>
 
 namespace {
@@ -222,19 +221,15 @@ bool PGMDQ_DEBUG_WAVEFORM_VIEWER::export_vcd(const std::string& file)
     PGMDQ_VCD_OPTIONS options;
     options.split_buses = m_split_buses_check->isChecked();
     options.comment = "exported by the Debug Waveform Viewer from " + pgmdq_local8(m_trace_label->text());
-    QSaveFile output(pgmdq_from_local8(target));
-    const bool written = output.open(QIODevice::WriteOnly) &&
-                         pgmdq_write_vcd(samples.data(), std::uint32_t(samples.size()), trace->signal_table(),
-                                         options,
-                                         [&output](const char* data, std::size_t size) {
-                                             thr_process_events();
-                                             return output.write(data, qint64(size)) == qint64(size);
-                                         }) &&
-                         output.commit();
-    if (!written) {
-        msg_post(MSG_PGMDQ::E::FILE_IO_ERROR(target + " (" + pgmdq_local8(output.errorString()) + ")"));
+    const bool written = pgmdq_save_pieces(target, [&](const PGMDQ_SAVE_SINK& sink) {
+        return pgmdq_write_vcd(samples.data(), std::uint32_t(samples.size()), trace->signal_table(), options,
+                               [&sink](const char* data, std::size_t size) {
+                                   thr_process_events();
+                                   return sink(data, size);
+                               });
+    });
+    if (!written)
         return false;
-    }
     post_info("VCD exported to " + target);
     return true;
 }

@@ -10,14 +10,13 @@ namespace {
 
 // Writes on after a short write, so that the failing write says why (a full disk, a file too
 // large).
-bool write_all(QSaveFile& file, const QByteArray& data)
+bool write_all(QSaveFile& file, const char* data, std::size_t size)
 {
-    qint64 written = 0;
-    while (written < data.size()) {
-        const qint64 count = file.write(data.constData() + written, data.size() - written);
+    for (std::size_t written = 0; written < size;) {
+        const qint64 count = file.write(data + written, qint64(size - written));
         if (count <= 0)
             return false;
-        written += count;
+        written += std::size_t(count);
     }
     return true;
 }
@@ -26,10 +25,19 @@ bool write_all(QSaveFile& file, const QByteArray& data)
 
 bool pgmdq_save_file(const std::string& path, const QByteArray& data, std::string* error)
 {
+    return pgmdq_save_pieces(
+        path, [&data](const PGMDQ_SAVE_SINK& sink) { return sink(data.constData(), std::size_t(data.size())); }, error);
+}
+
+bool pgmdq_save_pieces(const std::string& path, const std::function<bool(const PGMDQ_SAVE_SINK&)>& produce,
+                       std::string* error)
+{
     QSaveFile file(pgmdq_from_local8(path));
     // Unbuffered: a failed write shows at once, where a buffered one would only fail in commit's
     // flush, which renames the short file all the same.
-    const bool saved = file.open(QIODevice::WriteOnly | QIODevice::Unbuffered) && write_all(file, data) && file.commit();
+    const bool saved = file.open(QIODevice::WriteOnly | QIODevice::Unbuffered) &&
+                       produce([&file](const char* data, std::size_t size) { return write_all(file, data, size); }) &&
+                       file.commit();
     if (saved)
         return true;
     const std::string reason = pgmdq_local8(file.errorString());

@@ -7,6 +7,7 @@
 #include <QString>
 
 #include <cstdio>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -16,6 +17,12 @@
 // A failure is told to the user in one message naming the file and the reason, or, when `error`
 // is given, left there for the caller to tell; the result says whether the file was saved.
 bool pgmdq_save_file(const std::string& path, const QByteArray& data, std::string* error = nullptr);
+
+// The same for a file made piece by piece: `produce` hands each piece to the sink it is given
+// (false from the sink: the piece could not be written) and says whether the file is complete.
+typedef std::function<bool(const char* data, std::size_t size)> PGMDQ_SAVE_SINK;
+bool pgmdq_save_pieces(const std::string& path, const std::function<bool(const PGMDQ_SAVE_SINK&)>& produce,
+                       std::string* error = nullptr);
 
 // What "Save msg" saves: the lines, one a line, into the file chosen, with ".txt" as its
 // extension; written as pgmdq_save_file writes.
