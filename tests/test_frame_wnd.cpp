@@ -26,8 +26,7 @@ private slots:
     void tabs_in_order_first_current();
     void menus_of_a_main_window();
     void menus_of_a_separate_window();
-    void save_clears_the_flag_closing_is_never_refused();
-    void reject_closes_the_host_parent_too();
+    void closing_is_never_refused();
     void no_package_no_widgets();
 };
 
@@ -82,25 +81,9 @@ void TEST_FRAME_WND::menus_of_a_separate_window()
     QVERIFY(!frame->status_display_is_visible());
 }
 
-// Save clears the modified flag; closing asks nothing, not even with changes unsaved.
-void TEST_FRAME_WND::save_clears_the_flag_closing_is_never_refused()
-{
-    const PLUGIN_FRAME host;
-    host.frame->show();
-    QVERIFY(QTest::qWaitForWindowExposed(host.frame.get()));
-    QVERIFY(!host.frame->isWindowModified());
-    QMetaObject::invokeMethod(host.frame.get(), "set_window_modified");
-    QVERIFY(host.frame->isWindowModified());
-    QVERIFY(host.frame->stock_action(VUI_ACTION_SAVE)->isEnabled());
-    host.frame->stock_action(VUI_ACTION_SAVE)->trigger();
-    QVERIFY(!host.frame->isWindowModified());
-    QMetaObject::invokeMethod(host.frame.get(), "set_window_modified");
-    QVERIFY(host.frame->close());
-    QVERIFY(!host.frame->isVisible());
-    QVERIFY(QApplication::activeModalWidget() == nullptr);
-}
-
-void TEST_FRAME_WND::reject_closes_the_host_parent_too()
+// Save clears the modified flag; closing asks nothing, not even with changes unsaved; reject
+// closes the host's window around the frame too.
+void TEST_FRAME_WND::closing_is_never_refused()
 {
     PLUGIN_SESSION session;
     QWidget host;
@@ -109,9 +92,19 @@ void TEST_FRAME_WND::reject_closes_the_host_parent_too()
     host.show();
     frame->show();
     QVERIFY(QTest::qWaitForWindowExposed(frame));
+    QVERIFY(!frame->isWindowModified() && !frame->stock_action(VUI_ACTION_SAVE)->isEnabled());
+    QMetaObject::invokeMethod(frame, "set_window_modified");
+    QVERIFY(frame->isWindowModified() && frame->stock_action(VUI_ACTION_SAVE)->isEnabled());
+    frame->stock_action(VUI_ACTION_SAVE)->trigger();
+    QVERIFY(!frame->isWindowModified());
+
+    QMetaObject::invokeMethod(frame, "set_window_modified");
+    QVERIFY(frame->close());
+    QVERIFY(!frame->isVisible() && host.isVisible());
+    QVERIFY(QApplication::activeModalWidget() == nullptr);
+    frame->show();
     QVERIFY(QMetaObject::invokeMethod(frame, "reject"));
-    QVERIFY(!frame->isVisible());
-    QVERIFY(!host.isVisible());
+    QVERIFY(!frame->isVisible() && !host.isVisible());
 }
 
 void TEST_FRAME_WND::no_package_no_widgets()
