@@ -53,7 +53,8 @@ void TEST_FRAME_WND::menus_of_a_main_window()
     const PLUGIN_FRAME host;
     PGMDQ_FRAME_WND* frame = host.frame.get();
     QCOMPARE(visible_texts(frame->stock_menu(VUI_MENU_FILE)->actions()),
-             QStringList({"&New...", "&Open...", "&Close", "--", "&Save", "--", "Print Pre&view", "--", "--", "E&xit"}));
+             QStringList({"&New...", "&Open...", "&Close", "--", "&Save", "--", "Print Pre&view", "--", "--",
+                          "E&xit"}));
     QCOMPARE(visible_texts(frame->stock_menu(VUI_MENU_EDIT)->actions()), QStringList({"&Copy", "Select &All"}));
     QCOMPARE(visible_texts(frame->stock_menu(VUI_MENU_VIEW)->actions()), QStringList({"&Messages", "--", "--"}));
     QCOMPARE(visible_texts(frame->tools_menu()->actions()),

@@ -165,8 +165,8 @@ class FAILURE : public MAIL, public ::testing::WithParamInterface<FAILURE_CASE> 
 TEST_P(FAILURE, ReturnsFalseQuicklyAndWarns)
 {
     const FAILURE_CASE& c = GetParam();
-    const std::string value = c.value == std::string("closed port") ? "127.0.0.1:" + std::to_string(smtp_sink_closed_port())
-                                                                     : c.value;
+    const std::string value =
+        c.value == std::string("closed port") ? "127.0.0.1:" + std::to_string(smtp_sink_closed_port()) : c.value;
     // Overrides last for the process: the old value comes back before any check can end the test.
     const std::string old_value = gen_get_setting(c.setting);
     gen_set_setting(c.setting, value);
