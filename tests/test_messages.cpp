@@ -26,8 +26,7 @@ class TEST_MESSAGES : public QObject {
 private slots:
     void line_types_have_their_prefix_and_icon_data();
     void line_types_have_their_prefix_and_icon();
-    void host_messages_fill_their_templates_unless_suppressed();
-    void debug_messages_follow_the_level();
+    void messages_reach_the_host_as_posted();
 };
 
 // The POF error shares the error icon; each icon is a 16-pixel image of the plug-in's resources.
@@ -54,8 +53,9 @@ void TEST_MESSAGES::line_types_have_their_prefix_and_icon()
     QVERIFY(type == 0 || image_of(PGMDQ_MSG_TYPE_ICON[0]) != image);
 }
 
-// Suppressing an information message hides it alone: errors still appear.
-void TEST_MESSAGES::host_messages_fill_their_templates_unless_suppressed()
+// Host messages fill their templates; a suppressed information message is hidden while errors
+// still appear; debug messages appear down to the debug level, with the plug-in's prefix.
+void TEST_MESSAGES::messages_reach_the_host_as_posted()
 {
     RECORDING_SINK sink;
     msg_set_sink(&sink);
@@ -68,15 +68,6 @@ void TEST_MESSAGES::host_messages_fill_their_templates_unless_suppressed()
     MSG_INDEX::get_default_index()->suppress(14600);
     post_all();
     MSG_INDEX::get_default_index()->unsuppress_all();
-    msg_set_sink(nullptr);
-    const QString io = "2|208400|Can't save or open file /tmp/trace.wvf", error = "2|14601|Fail to read memory";
-    QCOMPARE(sink.rows, QStringList({io, "0|14600|USEDW count: 12", error, io, error}));
-}
-
-void TEST_MESSAGES::debug_messages_follow_the_level()
-{
-    RECORDING_SINK sink;
-    msg_set_sink(&sink);
     MSG_PGMDQ::DEBUG_MSG("at level %d", 2);
     msg_set_debug_level(2);
     MSG_PGMDQ::DEBUG_MSG("at level %d", 2);
@@ -84,7 +75,9 @@ void TEST_MESSAGES::debug_messages_follow_the_level()
     msg_vdebug_impl(1, "%s", "shallow");
     msg_set_debug_level(0);
     msg_set_sink(nullptr);
-    QCOMPARE(sink.rows, QStringList({"3|0|PGMDQ: at level 2", "3|0|PGMDQ: shallow"}));
+    const QString io = "2|208400|Can't save or open file /tmp/trace.wvf", error = "2|14601|Fail to read memory";
+    QCOMPARE(sink.rows, QStringList({io, "0|14600|USEDW count: 12", error, io, error, "3|0|PGMDQ: at level 2",
+                                     "3|0|PGMDQ: shallow"}));
 }
 
 QTEST_MAIN(TEST_MESSAGES)
