@@ -194,6 +194,8 @@ const SOF_CASE SOF_CASES[] = {
      },
      "bit vector 0 does not fit block options"},
     {"SyncWord", [](auto& b) { b[STREAM] ^= 1, reseal(b); }, "the option block has no sync word"},
+    {"Idcode", [](auto& b) { b[STREAM + 4] ^= 1, reseal(b); }, "the option block is for another device"},
+    {"StreamSize", [](auto& b) { b[STREAM + 8] ^= 2, reseal(b); }, "the option block gives a wrong stream size"},
     {"FrameBit", [](auto& b) { b[FIRST_FRAME + 32 + 5] ^= 0x04, reseal(b); },
      "frame 1 of section periphery: CRC-16 mismatch"},
     {"EdcrcFilled",
