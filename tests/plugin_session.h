@@ -1,8 +1,11 @@
-// Test helper: an interpreter registered with the binding and the linked plug-in initialised as
-// its static package, as the host does before it opens the frame.
+// Test helpers: an interpreter registered with the binding and the linked plug-in initialised as
+// its static package, as the host does before it opens the frame; and the frame it then opens.
 #pragma once
 
+#include "pgmdq_frame_wnd.h"
 #include "pgmdq_tcl_args_auto.h"
+
+#include <memory>
 
 class PLUGIN_SESSION {
 public:
@@ -23,4 +26,15 @@ public:
 
 private:
     Tcl_Interp* m_interp;
+};
+
+// The frame of a session of its own, closed before the session ends.
+struct PLUGIN_FRAME {
+    explicit PLUGIN_FRAME(VUI_FW_STATE_ENUM state = VUI_FW_STATE_MAIN_WINDOW) :
+        frame(pgm_pgmdq_create_frame_wnd(state, &info))
+    {
+    }
+    PLUGIN_SESSION session;
+    VUI_FRAME_INFO info{"Host"};
+    std::unique_ptr<PGMDQ_FRAME_WND> frame;
 };

@@ -30,16 +30,14 @@ struct SMTP_SINK_MAIL {
     // The value of a header line; empty when the mail has none.
     std::string header(const std::string& name) const
     {
-        const std::string headers = "\r\n" + data.substr(0, headers_end() + 2);
+        const std::string headers = "\r\n" + data.substr(0, data.find("\r\n\r\n") + 2);
         const std::size_t line = headers.find("\r\n" + name + ": ");
         if (line == std::string::npos)
             return std::string();
-        const std::size_t value = line + 2 + name.size() + 2;
+        const std::size_t value = line + name.size() + 4;
         return headers.substr(value, headers.find("\r\n", value) - value);
     }
-    std::string body() const { return data.substr(headers_end() + 4); }
-    // Where the blank line after the headers begins.
-    std::size_t headers_end() const { return data.find("\r\n\r\n"); }
+    std::string body() const { return data.substr(data.find("\r\n\r\n") + 4); }
 };
 
 class SMTP_SINK {
@@ -56,7 +54,7 @@ public:
         if (m_pid == 0) {
             // A sink left behind by a crashed test ends by itself.
             execl(program.c_str(), program.c_str(), "--out", out.c_str(), "--port-file", port_file.c_str(),
-                  "--lifetime", "120", offers_8bitmime ? static_cast<const char*>(nullptr) : "--no-8bitmime", static_cast<char*>(nullptr));
+                  "--lifetime", "120", offers_8bitmime ? nullptr : "--no-8bitmime", nullptr);
             _exit(127);
         }
         for (int waited = 0; waited < 200 && m_port == 0 && m_pid > 0; ++waited) {
@@ -82,32 +80,24 @@ public:
     std::vector<SMTP_SINK_MAIL> mails() const
     {
         std::vector<SMTP_SINK_MAIL> mails;
-        const QDir dir(QString::fromStdString(m_dir + "/mail"));
         for (int number = 1;; ++number) {
-            QFile file(dir.filePath(QString("mail-%1.json").arg(number)));
+            QFile file(QString::fromStdString(m_dir + "/mail/mail-" + std::to_string(number) + ".json"));
             if (!file.open(QIODevice::ReadOnly))
                 return mails;
             const QJsonObject mail = QJsonDocument::fromJson(file.readAll()).object();
-            SMTP_SINK_MAIL entry;
-            entry.mail_from = mail["mail_from"].toString().toStdString();
-            entry.mail_options = strings(mail["mail_options"]);
-            entry.rcpt_to = strings(mail["rcpt_to"]);
-            entry.data = mail["data"].toString().toStdString();
-            entry.defects = strings(mail["defects"]);
-            entry.text = mail["text"].toString().toStdString();
-            mails.push_back(entry);
+            const auto text = [&](const char* key) { return mail[key].toString().toStdString(); };
+            const auto list = [&](const char* key) {
+                std::vector<std::string> items;
+                for (const QJsonValue& item : mail[key].toArray())
+                    items.push_back(item.toString().toStdString());
+                return items;
+            };
+            mails.push_back({text("mail_from"), list("mail_options"), list("rcpt_to"), text("data"), list("defects"),
+                             text("text")});
         }
     }
 
 private:
-    static std::vector<std::string> strings(const QJsonValue& array)
-    {
-        std::vector<std::string> items;
-        for (const QJsonValue& item : array.toArray())
-            items.push_back(item.toString().toStdString());
-        return items;
-    }
-
     std::string m_dir;
     pid_t m_pid = -1;
     int m_port = 0;

@@ -1,22 +1,13 @@
 // The frame window as the host opens it: tabs, menus and toolbars, the modified flag, closing,
 // and no frame without its package.
 #include "msg.h"
-#include "pgmdq_frame_wnd.h"
 #include "plugin_session.h"
 
 #include <QMenu>
 #include <QTabWidget>
 #include <QtTest>
 
-#include <memory>
-
 namespace {
-
-std::unique_ptr<PGMDQ_FRAME_WND> open_frame(VUI_FW_STATE_ENUM state)
-{
-    static VUI_FRAME_INFO info{"Bench"};
-    return std::unique_ptr<PGMDQ_FRAME_WND>(pgm_pgmdq_create_frame_wnd(state, &info));
-}
 
 QStringList visible_texts(const QList<QAction*>& actions)
 {
@@ -35,17 +26,14 @@ private slots:
     void tabs_in_order_first_current();
     void menus_of_a_main_window();
     void menus_of_a_separate_window();
-    void modified_flag_enables_save();
     void closing_is_never_refused();
-    void reject_closes_the_host_parent_too();
     void no_package_no_widgets();
 };
 
 void TEST_FRAME_WND::tabs_in_order_first_current()
 {
-    PLUGIN_SESSION session;
-    auto frame = open_frame(VUI_FW_STATE_MAIN_WINDOW);
-    auto* tabs = frame->findChild<QTabWidget*>();
+    const PLUGIN_FRAME host;
+    auto* tabs = host.frame->findChild<QTabWidget*>();
     QVERIFY(tabs);
     const std::pair<QString, const char*> expected[] = {{"Kiopru", "PGMDQ_COOKIE_MONSTER"},
                                                         {"POF Checker", "PGMDQ_POF_CHECKER"},
@@ -58,32 +46,33 @@ void TEST_FRAME_WND::tabs_in_order_first_current()
     QCOMPARE(tabs->currentIndex(), 0);
 }
 
+// In the host's main window the frame offers no project work, toolbars, full screen or editing
+// beyond copying, and shows neither the Window menu nor a status display.
 void TEST_FRAME_WND::menus_of_a_main_window()
 {
-    PLUGIN_SESSION session;
-    auto frame = open_frame(VUI_FW_STATE_MAIN_WINDOW);
+    const PLUGIN_FRAME host;
+    PGMDQ_FRAME_WND* frame = host.frame.get();
     QCOMPARE(visible_texts(frame->stock_menu(VUI_MENU_FILE)->actions()),
-             QStringList({"&New...", "&Open...", "&Close", "--", "&Save", "--", "Print Pre&view", "--", "--", "E&xit"}));
-    QVERIFY(!frame->stock_action(VUI_ACTION_NEW)->isEnabled());
-    QVERIFY(!frame->stock_action(VUI_ACTION_OPEN)->isEnabled());
-    QVERIFY(frame->stock_action(VUI_ACTION_EXIT)->isEnabled());
-    QVERIFY(!frame->stock_action(VUI_ACTION_SAVE)->isEnabled());
+             QStringList({"&New...", "&Open...", "&Close", "--", "&Save", "--", "Print Pre&view", "--", "--",
+                          "E&xit"}));
     QCOMPARE(visible_texts(frame->stock_menu(VUI_MENU_EDIT)->actions()), QStringList({"&Copy", "Select &All"}));
-    QVERIFY(!frame->stock_action(VUI_ACTION_FULL_SCREEN)->isVisible());
-    QVERIFY(!frame->stock_action(VUI_ACTION_REGTEST_CONSOLE)->isVisible());
-    QVERIFY(frame->stock_menu(VUI_MENU_VIEW)->actions().last()->isSeparator());
+    QCOMPARE(visible_texts(frame->stock_menu(VUI_MENU_VIEW)->actions()), QStringList({"&Messages", "--", "--"}));
+    QCOMPARE(visible_texts(frame->tools_menu()->actions()),
+             QStringList({"&Programmer", "Tcl &Scripts...", "--", "&Options..."}));
+    for (VUI_ACTION_ENUM disabled : {VUI_ACTION_NEW, VUI_ACTION_OPEN, VUI_ACTION_SAVE})
+        QVERIFY(!frame->stock_action(disabled)->isEnabled());
     for (VUI_MENU_ENUM hidden : {VUI_MENU_PROJECT, VUI_MENU_PROCESSING, VUI_MENU_WINDOW})
         QVERIFY(!frame->stock_menu(hidden)->menuAction()->isVisible());
-    QCOMPARE(visible_texts(frame->tools_menu()->actions()), QStringList({"&Programmer", "Tcl &Scripts...", "--", "&Options..."}));
     QVERIFY(frame->toolbars().isEmpty());
     QVERIFY(!frame->toolbar_menu()->menuAction()->isVisible());
     QVERIFY(!frame->status_display_is_visible());
 }
 
+// A separate window keeps them, but not the Window menu or the status display either.
 void TEST_FRAME_WND::menus_of_a_separate_window()
 {
-    PLUGIN_SESSION session;
-    auto frame = open_frame(VUI_FW_STATE_SEPARATE_WINDOW);
+    const PLUGIN_FRAME host(VUI_FW_STATE_SEPARATE_WINDOW);
+    PGMDQ_FRAME_WND* frame = host.frame.get();
     QVERIFY(frame->stock_action(VUI_ACTION_NEW)->isEnabled());
     QVERIFY(frame->stock_menu(VUI_MENU_PROJECT)->menuAction()->isVisible());
     QVERIFY(frame->stock_action(VUI_ACTION_FULL_SCREEN)->isVisible());
@@ -93,30 +82,9 @@ void TEST_FRAME_WND::menus_of_a_separate_window()
     QVERIFY(!frame->status_display_is_visible());
 }
 
-void TEST_FRAME_WND::modified_flag_enables_save()
-{
-    PLUGIN_SESSION session;
-    auto frame = open_frame(VUI_FW_STATE_MAIN_WINDOW);
-    QVERIFY(!frame->isWindowModified());
-    QMetaObject::invokeMethod(frame.get(), "set_window_modified");
-    QVERIFY(frame->isWindowModified());
-    QVERIFY(frame->stock_action(VUI_ACTION_SAVE)->isEnabled());
-    frame->stock_action(VUI_ACTION_SAVE)->trigger();
-    QVERIFY(!frame->isWindowModified());
-}
-
+// Save clears the modified flag; closing asks nothing, not even with changes unsaved; reject
+// closes the host's window around the frame too.
 void TEST_FRAME_WND::closing_is_never_refused()
-{
-    PLUGIN_SESSION session;
-    auto frame = open_frame(VUI_FW_STATE_MAIN_WINDOW);
-    frame->show();
-    QVERIFY(QTest::qWaitForWindowExposed(frame.get()));
-    QVERIFY(frame->close());
-    QVERIFY(!frame->isVisible());
-    QVERIFY(QApplication::activeModalWidget() == nullptr);
-}
-
-void TEST_FRAME_WND::reject_closes_the_host_parent_too()
 {
     PLUGIN_SESSION session;
     QWidget host;
@@ -125,10 +93,19 @@ void TEST_FRAME_WND::reject_closes_the_host_parent_too()
     host.show();
     frame->show();
     QVERIFY(QTest::qWaitForWindowExposed(frame));
-    QVERIFY(host.isVisible());
+    QVERIFY(!frame->isWindowModified() && !frame->stock_action(VUI_ACTION_SAVE)->isEnabled());
+    QMetaObject::invokeMethod(frame, "set_window_modified");
+    QVERIFY(frame->isWindowModified() && frame->stock_action(VUI_ACTION_SAVE)->isEnabled());
+    frame->stock_action(VUI_ACTION_SAVE)->trigger();
+    QVERIFY(!frame->isWindowModified());
+
+    QMetaObject::invokeMethod(frame, "set_window_modified");
+    QVERIFY(frame->close());
+    QVERIFY(!frame->isVisible() && host.isVisible());
+    QVERIFY(QApplication::activeModalWidget() == nullptr);
+    frame->show();
     QVERIFY(QMetaObject::invokeMethod(frame, "reject"));
-    QVERIFY(!frame->isVisible());
-    QVERIFY(!host.isVisible());
+    QVERIFY(!frame->isVisible() && !host.isVisible());
 }
 
 void TEST_FRAME_WND::no_package_no_widgets()
@@ -137,7 +114,8 @@ void TEST_FRAME_WND::no_package_no_widgets()
     ttcl_set_interpreter(bare);
     const int widgets_before = QApplication::allWidgets().size();
     try {
-        open_frame(VUI_FW_STATE_MAIN_WINDOW);
+        VUI_FRAME_INFO info{"Bare"};
+        delete pgm_pgmdq_create_frame_wnd(VUI_FW_STATE_MAIN_WINDOW, &info);
         QFAIL("the frame was created without its package");
     } catch (const MSG_INTERNAL_ERROR_EXCEPTION& error) {
         QCOMPARE(QString::fromStdString(error.text()),

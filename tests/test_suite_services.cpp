@@ -34,26 +34,16 @@ TEST(Settings, ValuesSwitchesAndOverrides)
     EXPECT_EQ(gen_get_setting("pof/none", "fallback"), "set");
 }
 
-struct EXTENSION_CASE {
-    const char* path;
-    const char* ext;
-    const char* expected;
-};
-
-class PathExtension : public ::testing::TestWithParam<EXTENSION_CASE> {};
-
-TEST_P(PathExtension, Applies)
+// An extension is added, or replaces the last one of the file name (never a folder's).
+TEST(Paths, ExtensionAddsOrReplaces)
 {
-    FIO_PATH path(GetParam().path);
-    path.extension(GetParam().ext);
-    EXPECT_EQ(path.str(), GetParam().expected);
+    const std::pair<const char*, const char*> cases[] = {{"/tmp/log", "/tmp/log.txt"},
+                                                         {"/tmp/log.txt", "/tmp/log.txt"},
+                                                         {"/tmp/trace.v1", "/tmp/trace.txt"},
+                                                         {"/tmp/a.d/trace", "/tmp/a.d/trace.txt"}};
+    for (const auto& [given, expected] : cases)
+        EXPECT_EQ(FIO_PATH(given).extension(".txt").str(), expected);
 }
-
-INSTANTIATE_TEST_SUITE_P(Cases, PathExtension,
-                         ::testing::Values(EXTENSION_CASE{"/tmp/log", ".txt", "/tmp/log.txt"},
-                                           EXTENSION_CASE{"/tmp/log.txt", ".txt", "/tmp/log.txt"},
-                                           EXTENSION_CASE{"/tmp/trace.v1", ".wvf", "/tmp/trace.wvf"},
-                                           EXTENSION_CASE{"/tmp/a.d/trace", ".wvf", "/tmp/a.d/trace.wvf"}));
 
 TEST(Files, ExistsStatusAndFullPath)
 {

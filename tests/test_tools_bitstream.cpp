@@ -11,11 +11,9 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cctype>
-#include <cstdio>
-#include <cstdlib>
 #include <fstream>
-#include <sys/wait.h>
 #include <unistd.h>
 
 namespace {
@@ -32,34 +30,28 @@ std::string last_line(const std::string& text)
     return text.substr(begin, end + 1 - begin);
 }
 
-std::string lower(std::string text)
-{
-    for (char& c : text)
-        c = static_cast<char>(std::tolower(c));
-    return text;
-}
-
 // The emulator's DAT as the POF checker takes it: lines of at most 63 characters, "//" comment
 // lines, and words of four hex digits, low byte first in the stream, optionally followed by a
-// " //" comment.
-bool read_dat(const std::string& path, std::vector<unsigned char>& bytes, std::string& problem)
+// " //" comment. A line of any other form fails the test and ends the reading.
+std::vector<unsigned char> read_dat(const std::string& path)
 {
+    std::vector<unsigned char> bytes;
     std::ifstream in(path);
     std::string line;
     for (unsigned number = 1; std::getline(in, line); ++number) {
-        if (line.compare(0, 2, "//") == 0 && line.size() <= 63)
-            continue;
-        const bool word = line.size() >= 4 && line.size() <= 63 && line.find_first_not_of("0123456789ABCDEF") >= 4 &&
+        const bool word = line.find_first_not_of("0123456789ABCDEF") >= 4 && line.size() >= 4 &&
                           (line.size() == 4 || line.compare(4, 4, " // ") == 0);
-        if (!word) {
-            problem = path + ":" + std::to_string(number) + ": not a DAT line: " + line;
-            return false;
+        if (line.size() > 63 || (!word && line.compare(0, 2, "//") != 0)) {
+            ADD_FAILURE() << path << ":" << number << ": not a DAT line: " << line;
+            return bytes;
         }
-        const unsigned value = static_cast<unsigned>(std::stoul(line.substr(0, 4), nullptr, 16));
-        bytes.push_back(static_cast<unsigned char>(value & 0xFF));
-        bytes.push_back(static_cast<unsigned char>(value >> 8));
+        if (word) {
+            const unsigned long value = std::stoul(line.substr(0, 4), nullptr, 16);
+            bytes.push_back(value & 0xFF);
+            bytes.push_back(value >> 8);
+        }
     }
-    return true;
+    return bytes;
 }
 
 // The error-detection CRC as defined: bit columns from the most significant down, rows in order,
@@ -77,89 +69,62 @@ std::uint32_t reference_edcrc(const unsigned char* data, std::size_t start, std:
     return crc;
 }
 
-template <class VISIT> void for_each_section(const PGM_DEVICE& device, VISIT visit)
-{
-    for (const PGM_PCF_TREE_ELEMENT& block : *device.get_pcf_info()->get_pcf_file_info())
-        for (const PGM_PCF_TREE_ELEMENT& section : block.get_children())
-            visit(section);
-}
-
 // The programmer's stream with the control block's fields filled in the way the POF checker
-// does: the error-detection CRC computed from 1 over the frame data, the core word taken from the
-// ICD data, and each frame's CRC-16 brought up to date.
+// does: the error-detection CRC computed from the seed over the frame data, the core word taken
+// from the ICD data, and each frame's CRC-16 brought up to date.
 std::vector<unsigned char> patched_pgm_stream(const PGM_CHAIN_ELEMENT& element, const std::vector<unsigned char>& icd,
                                               std::uint32_t edcrc_seed)
 {
     std::vector<unsigned char> stream;
     for (const PGMIO_BIT_VECTOR& vector : element.get_bit_vector_list())
         stream.insert(stream.end(), vector.get_base_address(), vector.get_base_address() + vector.get_byte_size());
-    const PGM_DEVICE& device = *element.get_device();
-    const unsigned width = device.get_pcf_info()->get_pcf_file_info()->front().get_f2p_constants()->m_cb_data_width;
-    for_each_section(device, [&](const PGM_PCF_TREE_ELEMENT& section) {
-        const unsigned L = section.get_frame_bits();
-        for (std::size_t f = 0; f < section.get_frame_count(); ++f) {
-            const std::size_t base = section.get_frame_start_bit(f);
-            unsigned char* frame = stream.data() + base / 8;
-            if (section.get_type() == PGM_SECTION_EDCRC_FRAMES)
-                cb_put_le(frame + (L - 64) / 8,
-                          reference_edcrc(stream.data(), base + width, L - 64 - width, edcrc_seed, width), 4);
-            else
-                std::copy_n(icd.data() + (base + L - 32) / 8, 2, frame + (L - 32) / 8);
-            cb_put_le(frame + (L - 16) / 8, PGM_COMMON::calculate_crc16(frame, 0, L - 16, 0, 0xA001), 2);
+    const PGM_PCF_TREE_LIST& tree = *element.get_device()->get_pcf_info()->get_pcf_file_info();
+    const unsigned width = tree.front().get_f2p_constants()->m_cb_data_width;
+    for (const PGM_PCF_TREE_ELEMENT& block : tree)
+        for (const PGM_PCF_TREE_ELEMENT& section : block.get_children()) {
+            const unsigned L = section.get_frame_bits();
+            for (std::size_t f = 0; f < section.get_frame_count(); ++f) {
+                const std::size_t base = section.get_frame_start_bit(f);
+                unsigned char* frame = stream.data() + base / 8;
+                if (section.get_type() == PGM_SECTION_EDCRC_FRAMES)
+                    cb_put_le(frame + (L - 64) / 8,
+                              reference_edcrc(stream.data(), base + width, L - 64 - width, edcrc_seed, width), 4);
+                else
+                    std::copy_n(icd.data() + (base + L - 32) / 8, 2, frame + (L - 32) / 8);
+                cb_put_le(frame + (L - 16) / 8, PGM_COMMON::calculate_crc16(frame, 0, L - 16, 0, 0xA001), 2);
+            }
         }
-    });
     return stream;
 }
 
+// One release for the whole suite, laid out as the release maker lays it out.
 class ToolsRelease : public testing::Test {
 protected:
     static void SetUpTestSuite()
     {
         char pattern[] = "/tmp/test_tools_bitstream.XXXXXX";
-        s_root = mkdtemp(pattern);
-        s_release = s_root + "/release";
+        s_release = std::string(mkdtemp(pattern)) + "/release";
         const RUN_RESULT made = run(build_dir() + "/bin/pgm_release_maker --out " + s_release +
                                     " --dies C5D1,B5D1,D5D1,D5D2,KS50,C5D2 --sofs 3 --gzip-every 3 --seed 9");
         ASSERT_EQ(made.status, 0) << made.output;
     }
-    static void TearDownTestSuite() { std::system(("rm -rf " + s_root).c_str()); }
+    static void TearDownTestSuite() { std::system(("rm -rf " + s_release.substr(0, s_release.rfind('/'))).c_str()); }
 
-    static std::string die_dir(const std::string& family, const std::string& die)
+    // A design's path without ".sof", as the checker's scripts name it.
+    static std::string design_base(const std::string& family, const std::string& die, int number)
     {
-        return s_release + "/" + family + "/" + die + "/";
+        std::string name = die;
+        std::transform(name.begin(), name.end(), name.begin(), [](char c) { return std::tolower(c); });
+        return s_release + "/" + family + "/" + die + "/" + name + "_design0" + std::to_string(number);
     }
-    static std::string emulator(const std::string& die) { return s_release + "/icd_emulator/" + die + "/" + die; }
-    static std::string converter(const std::string& family)
+    static RUN_RESULT convert(const std::string& family, const std::string& die, const std::string& base)
     {
-        return s_release + "/sof2img/" + family + "_sof2img.exe";
-    }
-
-    // Converts and emulates one design through the release's own tools; the base is the SOF's path
-    // without ".sof", as the checker's scripts name it.
-    static void make_dat(const std::string& family, const std::string& die, const std::string& base,
-                         const std::string& extra = "")
-    {
-        const RUN_RESULT converted = run(converter(family) + " " + base + ".sof " + base + ".img -s2i " + die);
-        ASSERT_EQ(converted.status, 0) << converted.output;
-        const RUN_RESULT emulated = run(emulator(die) + " -o " + base + " -m3 -img " + base + ".img" + extra);
-        ASSERT_EQ(emulated.status, 0) << emulated.output;
-        EXPECT_EQ(last_line(emulated.output), "End of running " + emulator(die));
+        return run(s_release + "/sof2img/" + family + "_sof2img.exe " + base + ".sof " + base + ".img -s2i " + die);
     }
 
-    static void load(const std::string& base, PGM_CHAIN_ELEMENT& element, std::vector<unsigned char>& icd)
-    {
-        element.set_design_file(base + ".sof");
-        ASSERT_TRUE(element.create_chain_element(1, 0, nullptr, 0, 0, 0)) << element.get_error();
-        std::string problem;
-        ASSERT_TRUE(read_dat(base + ".dat", icd, problem)) << problem;
-        ASSERT_EQ(icd.size(), element.get_device()->get_stream_byte_size());
-    }
-
-    static std::string s_root;
     static std::string s_release;
 };
 
-std::string ToolsRelease::s_root;
 std::string ToolsRelease::s_release;
 
 struct DIE_CASE {
@@ -178,15 +143,21 @@ class Die : public ToolsRelease, public testing::WithParamInterface<DIE_CASE> {}
 TEST_P(Die, EmulatorDataMatchesTheProgrammerOnEveryByte)
 {
     const DIE_CASE& param = GetParam();
-    for (const char* design : {"_design01", "_design02"}) {
-        const std::string base = die_dir(param.family, param.die) + lower(param.die) + design;
-        const std::string rif = *param.rif ? " -rif " + die_dir(param.family, param.die) + param.rif : "";
-        make_dat(param.family, param.die, base, rif);
+    const std::string emulator = s_release + "/icd_emulator/" + param.die + "/" + param.die;
+    for (int design : {1, 2}) {
+        const std::string base = design_base(param.family, param.die, design);
+        const RUN_RESULT converted = convert(param.family, param.die, base);
+        ASSERT_EQ(converted.status, 0) << converted.output;
+        const std::string rif = *param.rif ? " -rif " + base.substr(0, base.rfind('/') + 1) + param.rif : "";
+        const RUN_RESULT emulated = run(emulator + " -o " + base + " -m3 -img " + base + ".img" + rif);
+        ASSERT_EQ(emulated.status, 0) << emulated.output;
+        EXPECT_EQ(last_line(emulated.output), "End of running " + emulator);
+
         PGM_CHAIN_ELEMENT element(nullptr);
-        std::vector<unsigned char> icd;
-        load(base, element, icd);
-        if (HasFatalFailure())
-            return;
+        element.set_design_file(base + ".sof");
+        ASSERT_TRUE(element.create_chain_element(1, 0, nullptr, 0, 0, 0)) << element.get_error();
+        const std::vector<unsigned char> icd = read_dat(base + ".dat");
+        ASSERT_EQ(icd.size(), element.get_device()->get_stream_byte_size());
         EXPECT_TRUE(patched_pgm_stream(element, icd, param.emulator_edcrc_seed) == icd) << base;
         EXPECT_EQ(patched_pgm_stream(element, icd, 1) == icd, param.emulator_edcrc_seed == 1) << base;
         for (const char* extension : {".cram", ".redfuses", ".s4_debug", ".s4_info", ".option_bits_out", ".cff"})
@@ -215,10 +186,10 @@ class Refusal : public ToolsRelease, public testing::WithParamInterface<REFUSAL>
 
 TEST_P(Refusal, NamesItsReason)
 {
-    const std::string c5d1 = die_dir("calder5", "C5D1") + "c5d1_design01";
-    const std::string b5d1 = die_dir("boreal5", "B5D1") + "b5d1_design01";
-    run(converter("calder5") + " " + c5d1 + ".sof " + c5d1 + ".img -s2i C5D1");
-    run(converter("boreal5") + " " + b5d1 + ".sof " + b5d1 + ".img -s2i B5D1");
+    const std::string c5d1 = design_base("calder5", "C5D1", 1);
+    const std::string b5d1 = design_base("boreal5", "B5D1", 1);
+    convert("calder5", "C5D1", c5d1);
+    convert("boreal5", "B5D1", b5d1);
     std::remove((c5d1 + ".dat").c_str());
     const std::string command = GetParam().command;
     const RUN_RESULT result = run("S=" + s_release + "/sof2img E=" + s_release + "/icd_emulator D=" + c5d1 +
