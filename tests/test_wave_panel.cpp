@@ -225,8 +225,7 @@ private slots:
         const QString file = QDir(folder).filePath("captured.wvf");
         QVERIFY(QDir().mkpath(folder));
         write_bytes(file.toStdString(), Bytes(100, 0x5A));
-        TFCQ_FILE_DLG::preset_answer(QDir(folder).filePath("captured"));
-        click(panel(), "Save");
+        click_with_file(panel(), "Save", QDir(folder).filePath("captured"));
         QCOMPARE(folder_listing(folder), QStringList{"captured.wvf:5132"});
         QCOMPARE(m_messages->texts.size(), 1);
         QCOMPARE(m_panel->trace_origin(), "File: " + file);
@@ -242,17 +241,14 @@ private slots:
         click(panel(), "Start");
         QVERIFY(drawn(*m_panel) == bench_generate_trace(bench_trace_epoch_seed(3, 1), 1024));
 
-        TFCQ_FILE_DLG::preset_answer(QDir(folder).filePath("captured"));
-        click(panel(), "Open");
+        click_with_file(panel(), "Open", QDir(folder).filePath("captured"));
         QCOMPARE(m_panel->trace_origin(), "File: " + file);
         QCOMPARE(button_states(panel()), QString("11111"));
         PGMDQ_DEBUG_WAVEFORM_VIEWER fresh;
-        TFCQ_FILE_DLG::preset_answer(file);
-        click(&fresh, "Open");
+        click_with_file(&fresh, "Open", file);
         QVERIFY(drawn(fresh) == bench_generate_trace(3, 1024));
         QCOMPARE(button_states(&fresh), QString("00000"));
-        TFCQ_FILE_DLG::preset_answer(QString());
-        click(&fresh, "Open");
+        click_with_file(&fresh, "Open", QString());
         QCOMPARE(fresh.waveform_widget()->waveform_depth(), 1024u);
     }
 
@@ -289,16 +285,14 @@ private slots:
         choose_and_scan(panel(), DUT_CABLE);
         click(panel(), "Start");
         m_messages->texts.clear();
-        TFCQ_FILE_DLG::preset_answer(QDir(folder).filePath("trace"));
-        while_unwritable(place, folder, [&] { click(panel(), operation); });
+        while_unwritable(place, folder, [&] { click_with_file(panel(), operation, QDir(folder).filePath("trace")); });
         QCOMPARE(m_messages->texts.size(), 1);
         QVERIFY2(m_messages->texts[0].startsWith("Can't save or open file " + target + " ("), qPrintable(m_messages->texts[0]));
         QCOMPARE(folder_listing(folder), listing_before);
         QCOMPARE(QFileInfo::exists(folder), !missing);
         QVERIFY(missing || read_bytes(target.toStdString()) == previous);
         QVERIFY(m_panel->trace_origin().startsWith("Captured from @1 - BR5-TV1-ES at "));
-        TFCQ_FILE_DLG::preset_answer(m_dir.filePath("elsewhere"));
-        click(panel(), operation);
+        click_with_file(panel(), operation, m_dir.filePath("elsewhere"));
         QVERIFY(QFileInfo(m_dir.filePath("elsewhere" + extension)).size() > 5000);
     }
 
