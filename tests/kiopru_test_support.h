@@ -7,7 +7,7 @@
 #include "msg.h"
 #include "pgmwq.h"
 #include "tfcq.h"
-#include "unwritable_folder.h"
+#include "widget_test_support.h"
 
 #include <QCheckBox>
 #include <QColor>
@@ -121,17 +121,9 @@ inline QColor kiopru_line_color(const PGMDQ_COOKIE_MONSTER& panel, int row)
     return kiopru_list(panel)->item(row)->foreground().color();
 }
 
-// The text of the internal error `action` raises in `source`, empty when there is none.
 template <typename ACTION> QString kiopru_internal_error(ACTION&& action, const char* source = "pgmdq_cookie_monster")
 {
-    try {
-        std::forward<ACTION>(action)();
-    } catch (const MSG_INTERNAL_ERROR_EXCEPTION& error) {
-        if (error.module() != "PGMDQ" || error.file() != source)
-            return QString("raised by %1 in %2").arg(error.module().c_str(), error.file().c_str());
-        return QString::fromStdString(error.text());
-    }
-    return QString();
+    return internal_error_in(source, std::forward<ACTION>(action));
 }
 
 // The messages the panel posts to the host while it lives, debug messages up to `debug_level`.

@@ -6,7 +6,7 @@
 #include "pgmdq_debug_waveform_viewer.h"
 
 #include "bench_trace.h"
-#include "unwritable_folder.h"
+#include "widget_test_support.h"
 #include "wave/wave_file_bytes.h"
 #include "wave/wave_panel_driver.h"
 

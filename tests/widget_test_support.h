@@ -1,6 +1,8 @@
-// Where a file cannot be written whole: a read-only folder, a folder that is not there, a disk
-// that fills up. Shared by the panel tests that check a failed write is told and harms nothing.
+// Shared by the Kiopru and waveform tests: the plug-in's internal errors caught by their text,
+// and folders that cannot take a whole file.
 #pragma once
+
+#include "msg.h"
 
 #include <QFile>
 #include <QtTest>
@@ -12,6 +14,22 @@
 #include <unistd.h>
 #include <utility>
 
+// The text of the internal error `action` raises in the plug-in's `source`, empty when there is
+// none; other failures propagate.
+template <typename ACTION> QString internal_error_in(const char* source, ACTION&& action)
+{
+    try {
+        std::forward<ACTION>(action)();
+    } catch (const MSG_INTERNAL_ERROR_EXCEPTION& error) {
+        if (error.module() != "PGMDQ" || error.file() != source)
+            return QString("raised by %1 in %2").arg(error.module().c_str(), error.file().c_str());
+        return QString::fromStdString(error.text());
+    }
+    return QString();
+}
+
+// Where a file cannot be written whole: a read-only folder, a folder that is not there, a disk
+// that fills up.
 enum class UNWRITABLE { READ_ONLY_FOLDER, MISSING_FOLDER, FULL_DISK };
 Q_DECLARE_METATYPE(UNWRITABLE)
 
