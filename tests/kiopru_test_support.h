@@ -7,6 +7,7 @@
 #include "msg.h"
 #include "pgmwq.h"
 #include "tfcq.h"
+#include "widget_test_support.h"
 
 #include <QCheckBox>
 #include <QColor>
@@ -16,11 +17,6 @@
 #include <QPushButton>
 #include <QtTest>
 
-#include <csignal>
-#include <linux/capability.h>
-#include <sys/resource.h>
-#include <sys/syscall.h>
-#include <unistd.h>
 #include <utility>
 
 const QString BR5 = "BR5-TV1-ES";
@@ -125,17 +121,9 @@ inline QColor kiopru_line_color(const PGMDQ_COOKIE_MONSTER& panel, int row)
     return kiopru_list(panel)->item(row)->foreground().color();
 }
 
-// The text of the internal error `action` raises in `source`, empty when there is none.
 template <typename ACTION> QString kiopru_internal_error(ACTION&& action, const char* source = "pgmdq_cookie_monster")
 {
-    try {
-        std::forward<ACTION>(action)();
-    } catch (const MSG_INTERNAL_ERROR_EXCEPTION& error) {
-        if (error.module() != "PGMDQ" || error.file() != source)
-            return QString("raised by %1 in %2").arg(error.module().c_str(), error.file().c_str());
-        return QString::fromStdString(error.text());
-    }
-    return QString();
+    return internal_error_in(source, std::forward<ACTION>(action));
 }
 
 // The messages the panel posts to the host while it lives, debug messages up to `debug_level`.
@@ -160,44 +148,3 @@ struct KIOPRU_MESSAGES : MSG_SINK {
     QStringList infos;
     QStringList debug;
 };
-
-// Where a file cannot be written whole: a read-only folder, a folder that is not there, a disk
-// that fills up.
-enum KIOPRU_UNWRITABLE { KIOPRU_READ_ONLY_FOLDER, KIOPRU_MISSING_FOLDER, KIOPRU_FULL_DISK };
-Q_DECLARE_METATYPE(KIOPRU_UNWRITABLE)
-
-// Root writes into read-only folders all the same; the calling thread lays that power down (and
-// takes it up again) through its effective capabilities.
-inline void kiopru_permission_override(bool on)
-{
-    __user_cap_header_struct header{_LINUX_CAPABILITY_VERSION_3, 0};
-    __user_cap_data_struct data[_LINUX_CAPABILITY_U32S_3] = {};
-    QCOMPARE(syscall(SYS_capget, &header, data), 0L);
-    const __u32 dac_override = 1u << CAP_DAC_OVERRIDE;
-    data[0].effective = on ? data[0].effective | (data[0].permitted & dac_override) : data[0].effective & ~dac_override;
-    QCOMPARE(syscall(SYS_capset, &header, data), 0L);
-}
-
-// Runs `action` while `folder` cannot take a complete file: it is made read-only, or the file
-// size limit (SIGXFSZ ignored, so that the write fails instead of the process) stops writes past
-// a few bytes; a missing folder needs nothing. Everything is restored afterwards.
-template <typename ACTION> void kiopru_while_unwritable(KIOPRU_UNWRITABLE place, const QString& folder, ACTION&& action)
-{
-    const QFile::Permissions permissions = QFile::permissions(folder);
-    rlimit file_size{};
-    getrlimit(RLIMIT_FSIZE, &file_size);
-    void (*on_file_size)(int) = std::signal(SIGXFSZ, SIG_IGN);
-    if (place == KIOPRU_READ_ONLY_FOLDER) {
-        QVERIFY(QFile::setPermissions(folder, QFile::ReadOwner | QFile::ExeOwner));
-        kiopru_permission_override(false);
-    } else if (place == KIOPRU_FULL_DISK) {
-        const rlimit small{16, file_size.rlim_max};
-        setrlimit(RLIMIT_FSIZE, &small);
-    }
-    std::forward<ACTION>(action)();
-    setrlimit(RLIMIT_FSIZE, &file_size);
-    std::signal(SIGXFSZ, on_file_size);
-    kiopru_permission_override(true);
-    if (place == KIOPRU_READ_ONLY_FOLDER)
-        QFile::setPermissions(folder, permissions);
-}

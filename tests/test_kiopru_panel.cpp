@@ -234,8 +234,6 @@ private slots:
         // Four passive schemes of 18 each, two active schemes of one voltage, one flash, five clocks.
         QCOMPARE(lines.size(), 4 * 18 + 2 * 5);
         QCOMPARE(lines.last(), QString("CMD @BR5-TV1-ES @Active Serial x4 @3.0 V @CFGQ @External CLKUSR"));
-        for (int row = 0; row < lines.size(); ++row)
-            QCOMPARE(kiopru_line_color(*m_panel, row), QColor(Qt::darkYellow));
         // Without cables nothing can run, and nothing is offered for saving yet.
         QVERIFY(!enabled("Run Test") && !enabled("Save msg"));
         QVERIFY(messages.debug.contains("PGMDQ: For dut BR5-TV1-ES, combination of configure scheme - Active Serial, "

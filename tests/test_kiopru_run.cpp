@@ -58,16 +58,13 @@ class TEST_KIOPRU_RUN : public QObject {
         QColor verdict;
         for (int row = 0; row < lines.size(); ++row) {
             const QString& line = lines[row];
-            const bool pass = line.contains(" - Pass"), fail = line.contains(" - Fail");
-            QVERIFY2(!(pass && fail), qPrintable(line));
-            if (pass || fail)
-                verdict = pass ? QColor(Qt::darkGreen) : QColor(Qt::red);
-            else if (!line.startsWith("CMD @") && !line.startsWith("PROCESS "))
+            const bool command = line.startsWith("CMD @"), process = line.startsWith("PROCESS ");
+            if (line.contains(" - Pass") || line.contains(" - Fail"))
+                verdict = line.contains(" - Pass") ? QColor(Qt::darkGreen) : QColor(Qt::red);
+            else if (!command && !process)
                 QVERIFY2(line.startsWith(DETAIL_PREFIX) && verdict.isValid(), qPrintable(line));
-            const QColor expected = line.startsWith("CMD @")      ? QColor(Qt::darkYellow)
-                                    : line.startsWith("PROCESS ") ? QColor(Qt::blue)
-                                                                  : verdict;
-            QCOMPARE(kiopru_line_color(*m_panel, row), expected);
+            QCOMPARE(kiopru_line_color(*m_panel, row),
+                     command ? QColor(Qt::darkYellow) : process ? QColor(Qt::blue) : verdict);
         }
     }
 
@@ -166,47 +163,47 @@ private slots:
     void failed_writes_keep_the_previous_file_data()
     {
         QTest::addColumn<bool>("raw_file");
-        QTest::addColumn<KIOPRU_UNWRITABLE>("place");
+        QTest::addColumn<UNWRITABLE>("place");
         for (const bool raw_file : {false, true}) {
             const QString what = raw_file ? "raw file" : "Save msg";
-            QTest::newRow(qPrintable(what + ", read-only folder")) << raw_file << KIOPRU_READ_ONLY_FOLDER;
-            QTest::newRow(qPrintable(what + ", missing folder")) << raw_file << KIOPRU_MISSING_FOLDER;
-            QTest::newRow(qPrintable(what + ", full disk")) << raw_file << KIOPRU_FULL_DISK;
+            QTest::newRow(qPrintable(what + ", read-only folder")) << raw_file << UNWRITABLE::READ_ONLY_FOLDER;
+            QTest::newRow(qPrintable(what + ", missing folder")) << raw_file << UNWRITABLE::MISSING_FOLDER;
+            QTest::newRow(qPrintable(what + ", full disk")) << raw_file << UNWRITABLE::FULL_DISK;
         }
     }
     void failed_writes_keep_the_previous_file()
     {
         QFETCH(bool, raw_file);
-        QFETCH(KIOPRU_UNWRITABLE, place);
+        QFETCH(UNWRITABLE, place);
         const QTemporaryDir scratch;
         const QDir work(scratch.path());
         // The raw file's folder is made when missing, unless a file stands in the way.
         QVERIFY(write_file(work.filePath("blocker"), ""));
-        const QString folder = place != KIOPRU_MISSING_FOLDER ? work.filePath("unwritable")
+        const QString folder = place != UNWRITABLE::MISSING_FOLDER ? work.filePath("unwritable")
                                : raw_file                     ? work.filePath("blocker/below")
                                                               : work.filePath("missing");
         const QString file = QDir(folder).filePath(raw_file ? "kiopru_batch.raw" : "batch.txt");
         const QByteArray previous = "previous contents\n";
-        if (place != KIOPRU_MISSING_FOLDER)
+        if (place != UNWRITABLE::MISSING_FOLDER)
             QVERIFY(QDir().mkpath(folder) && write_file(file, previous));
         create_tests(BR5, "1.8 V");
 
         KIOPRU_MESSAGES messages;
         if (raw_file) {
             gen_set_setting("kiopru/work_dir", folder.toStdString());
-            kiopru_while_unwritable(place, folder, [&] { run(); });
+            while_unwritable(place, folder, [&] { run(); });
             gen_set_setting("kiopru/work_dir", m_work_dir.path().toStdString());
             QCOMPARE(kiopru_lines(*m_panel).filter(" - Pass").size(), 1);
         } else {
             run();
-            kiopru_while_unwritable(place, folder, [&] { choose_file_and_click(file, "Save msg"); });
+            while_unwritable(place, folder, [&] { choose_file_and_click(file, "Save msg"); });
         }
         QCOMPARE(messages.errors.size(), 1);
         const QString told = (raw_file ? "Can't write the raw test file " : "Can't save or open file ") + file + " (";
         QVERIFY2(messages.errors[0].startsWith(told), qPrintable(messages.errors[0]));
-        QCOMPARE(file_text(file).toUtf8(), place == KIOPRU_MISSING_FOLDER ? QByteArray() : previous);
+        QCOMPARE(file_text(file).toUtf8(), place == UNWRITABLE::MISSING_FOLDER ? QByteArray() : previous);
         QCOMPARE(QDir(folder).entryList(QDir::Files | QDir::Hidden),
-                 place == KIOPRU_MISSING_FOLDER ? QStringList() : QStringList(QFileInfo(file).fileName()));
+                 place == UNWRITABLE::MISSING_FOLDER ? QStringList() : QStringList(QFileInfo(file).fileName()));
     }
 
     // The busy dialog is modal for the whole run: a click on "Run Test" that the window system

@@ -93,11 +93,6 @@ private slots:
             draw(widget, structured_trace(64, 9));
             QVERIFY(widget.save_waveform(good_path.toStdString()));
         }
-        const auto open = [&](const QString& path) {
-            TFCQ_FILE_DLG::preset_answer(path);
-            QTest::mouseClick(button(&panel, "Open"), Qt::LeftButton);
-        };
-
         int opened = 0;
         QSet<QString> raised_checks;
         for (const auto& mutant : mutants(read_bytes(good_path.toStdString()))) {
@@ -106,7 +101,7 @@ private slots:
             const QString expected = first_failed_check(mutant.second);
             const int errors_before = host->internal_error_count();
             messages.texts.clear();
-            open(dir.filePath("mutant.wvf"));
+            click_with_file(&panel, "Open", dir.filePath("mutant.wvf"));
             if (expected.isEmpty()) {
                 QVERIFY2(host->internal_error_count() == errors_before, qPrintable(name));
                 QCOMPARE(panel.waveform_widget()->waveform_depth(), dword_at(mutant.second, 4));
@@ -128,7 +123,7 @@ private slots:
 
         // The host kept running and the panel still works.
         QTest::qWait(20);
-        open(good_path);
+        click_with_file(&panel, "Open", good_path);
         QCOMPARE(panel.waveform_widget()->waveform_depth(), 64u);
         QCOMPARE(panel.waveform_widget()->waveform_scene()->sceneRect().width(), (64.0 + 10) * 15);
     }

@@ -16,25 +16,18 @@
 
 #include <cmath>
 #include <memory>
+#include <tuple>
 
 using namespace wave_test;
 
 namespace {
 
-unsigned signal_value(std::uint64_t sample, unsigned row)
-{
-    unsigned first_bit = 0;
-    for (unsigned k = 0; k < row; ++k)
-        first_bit += PGMDQ_SFL_DEBUG_SIGNALS[k].width;
-    return unsigned(sample >> first_bit & ((1u << PGMDQ_SFL_DEBUG_SIGNALS[row].width) - 1));
-}
-
-// The values column as it should read at a sample: each row's value in upper-case hexadecimal.
+// The values column as it should read at a sample: each signal's value in upper-case hexadecimal.
 QStringList values_at(std::uint64_t sample)
 {
     QStringList values;
-    for (unsigned row = 0; row < 15; ++row)
-        values << QString::number(signal_value(sample, row), 16).toUpper();
+    for (const PGMDQ_DEBUG_SIGNAL* signal = PGMDQ_SFL_DEBUG_SIGNALS; signal->width; sample >>= signal++->width)
+        values << QString::number(sample & ((1u << signal->width) - 1), 16).toUpper();
     return values;
 }
 
@@ -71,9 +64,10 @@ class TEST_WAVE_NAVIGATION : public QObject {
     int sample_x(double sample) const { return int(m_widget->viewport_x_of(sample + 0.5)); }
     bool in_view(double sample) const { return sample_x(sample) >= 0 && sample_x(sample) < viewport_width(); }
 
-    void show_trace(std::size_t depth, int height = 640)
+    void show_trace(std::size_t depth, int height = 640) { show(structured_trace(depth, 11), height); }
+    void show(const std::vector<std::uint64_t>& samples, int height = 640)
     {
-        m_samples = structured_trace(depth, 11);
+        m_samples = samples;
         m_widget = std::make_unique<PGMDQ_DEBUG_WAVEFORM_WIDGET>();
         m_widget->resize(1100, height);
         m_widget->show();
@@ -270,55 +264,50 @@ private slots:
         QVERIFY(places(0)[0] < viewport_top);
     }
 
+    // sdr high over samples 100 to 109 and 3000 to 3004; ir_in ABC over 200 to 209 (ABD just
+    // before) and 3600 to 3699.
     void find_edges_values_and_sample_numbers()
     {
-        show_trace(4096);
+        std::vector<std::uint64_t> samples(4096);
+        for (const auto& [from, to, value] : {std::tuple(100, 110, bit(true, SDR)), std::tuple(3000, 3005, bit(true, SDR)),
+                                              std::tuple(190, 200, std::uint64_t(0xABD) << IR_IN),
+                                              std::tuple(200, 210, std::uint64_t(0xABC) << IR_IN),
+                                              std::tuple(3600, 3700, std::uint64_t(0xABC) << IR_IN)})
+            std::fill(samples.begin() + from, samples.begin() + to, value);
+        show(samples);
         // Select "sdr" by its name, then step through its edges with Ctrl+Right and Ctrl+Left.
         QGraphicsView* names = m_widget->text_view();
         QTest::mouseClick(names->viewport(), Qt::LeftButton, Qt::NoModifier,
                           names->mapFromScene(QPointF(10, PGMDQ_DEBUG_WAVE_GEOMETRY::row_top(5) + 10)));
         QCOMPARE(m_widget->selected_row(), 5);
-        std::vector<int> edges;
-        for (unsigned i = 1; i < m_samples.size(); ++i)
-            if (signal_value(m_samples[i], 5) != signal_value(m_samples[i - 1], 5))
-                edges.push_back(int(i));
         waves()->setFocus();
         QTest::keyClick(waves(), Qt::Key_Right, Qt::ControlModifier);
-        QCOMPARE(m_widget->primary_cursor(), edges[0]);
+        QCOMPARE(m_widget->primary_cursor(), 100);
         QTest::keyClick(waves(), Qt::Key_Right, Qt::ControlModifier);
-        QCOMPARE(m_widget->primary_cursor(), edges[1]);
-        QCOMPARE(m_widget->values_column()->texts()[5], QString::number(signal_value(m_samples[edges[1]], 5)));
+        QCOMPARE(m_widget->primary_cursor(), 110);
+        QCOMPARE(m_widget->values_column()->texts()[5], QString("0"));
         QTest::keyClick(waves(), Qt::Key_Left, Qt::ControlModifier);
         QTest::keyClick(waves(), Qt::Key_Left, Qt::ControlModifier);
-        QCOMPARE(m_widget->primary_cursor(), edges[0]);
-        QCOMPARE(m_widget->status_text(), QString("No edge of sdr before sample %1").arg(edges[0]));
+        QCOMPARE(m_widget->primary_cursor(), 100);
+        QCOMPARE(m_widget->status_text(), QString("No edge of sdr before sample 100"));
 
         // A value of ir_in, typed after Ctrl+F: Enter finds its first run, Shift+F3 from the sample
         // after its last run that run, F3 from there nothing.
         m_widget->select_row(3);
-        const unsigned wanted = signal_value(m_samples[2000], 3);
-        std::vector<int> runs;
-        for (unsigned i = 0; i < m_samples.size(); ++i)
-            if (signal_value(m_samples[i], 3) == wanted && (i == 0 || signal_value(m_samples[i - 1], 3) != wanted))
-                runs.push_back(int(i));
-        const QString shown = QString::number(wanted, 16).toUpper();
         m_widget->set_primary_cursor(0);
         QTest::keyClick(waves(), Qt::Key_F, Qt::ControlModifier);
         QVERIFY(m_widget->value_edit()->hasFocus());
-        QTest::keyClicks(m_widget->value_edit(), QString::number(wanted, 16));
+        QTest::keyClicks(m_widget->value_edit(), "abc");
         QTest::keyClick(m_widget->value_edit(), Qt::Key_Return);
-        QCOMPARE(m_widget->primary_cursor(), runs.front());
-        QCOMPARE(m_widget->values_column()->texts()[3], shown);
-        QVERIFY(in_view(runs.front()));
-        int after_last_run = runs.back();
-        while (after_last_run < 4095 && signal_value(m_samples[after_last_run], 3) == wanted)
-            ++after_last_run;
-        m_widget->set_primary_cursor(after_last_run);
+        QCOMPARE(m_widget->primary_cursor(), 200);
+        QCOMPARE(m_widget->values_column()->texts()[3], QString("ABC"));
+        QVERIFY(in_view(200));
+        m_widget->set_primary_cursor(3700);
         QTest::keyClick(waves(), Qt::Key_F3, Qt::ShiftModifier);
-        QCOMPARE(m_widget->primary_cursor(), runs.back());
+        QCOMPARE(m_widget->primary_cursor(), 3600);
         QTest::keyClick(waves(), Qt::Key_F3);
-        QCOMPARE(m_widget->primary_cursor(), runs.back());
-        QCOMPARE(m_widget->status_text(), QString("ir_in[11:0] does not hold %1 after sample %2").arg(shown).arg(runs.back()));
+        QCOMPARE(m_widget->primary_cursor(), 3600);
+        QCOMPARE(m_widget->status_text(), QString("ir_in[11:0] does not hold ABC after sample 3600"));
         m_widget->value_edit()->clear();
         QTest::keyClick(waves(), Qt::Key_F3);
         QCOMPARE(m_widget->status_text(), QString("Not a hexadecimal value: \"\""));

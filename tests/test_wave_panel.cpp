@@ -6,6 +6,7 @@
 #include "pgmdq_debug_waveform_viewer.h"
 
 #include "bench_trace.h"
+#include "widget_test_support.h"
 #include "wave/wave_file_bytes.h"
 #include "wave/wave_panel_driver.h"
 
@@ -15,11 +16,7 @@
 #include <QTemporaryDir>
 #include <QTimer>
 
-#include <csignal>
 #include <memory>
-#include <optional>
-#include <sys/resource.h>
-#include <unistd.h>
 
 using namespace wave_test;
 
@@ -51,37 +48,6 @@ QStringList folder_listing(const QString& folder)
         listing << QString("%1:%2").arg(file.fileName()).arg(file.size());
     return listing;
 }
-
-// Root writes into a read-only folder regardless: while this lives the process acts as the user
-// "nobody" (effective ids only, so that root comes back at the end).
-struct AS_NOBODY {
-    const bool switched = geteuid() == 0 && setegid(65534) == 0 && seteuid(65534) == 0;
-    ~AS_NOBODY()
-    {
-        if (switched && seteuid(0) == 0)
-            (void)setegid(0);
-    }
-};
-
-// A disk full after `bytes`: no file may grow past that size, and the signal that would end the
-// process for trying is ignored, so that the write fails instead. Both come back at the end.
-struct FULL_DISK {
-    explicit FULL_DISK(rlim_t bytes)
-    {
-        getrlimit(RLIMIT_FSIZE, &before);
-        rlimit limited = before;
-        limited.rlim_cur = bytes;
-        set = setrlimit(RLIMIT_FSIZE, &limited) == 0;
-    }
-    ~FULL_DISK()
-    {
-        setrlimit(RLIMIT_FSIZE, &before);
-        std::signal(SIGXFSZ, handler);
-    }
-    rlimit before{};
-    void (*handler)(int) = std::signal(SIGXFSZ, SIG_IGN);
-    bool set = false;
-};
 
 } // namespace
 
@@ -259,8 +225,7 @@ private slots:
         const QString file = QDir(folder).filePath("captured.wvf");
         QVERIFY(QDir().mkpath(folder));
         write_bytes(file.toStdString(), Bytes(100, 0x5A));
-        TFCQ_FILE_DLG::preset_answer(QDir(folder).filePath("captured"));
-        click(panel(), "Save");
+        click_with_file(panel(), "Save", QDir(folder).filePath("captured"));
         QCOMPARE(folder_listing(folder), QStringList{"captured.wvf:5132"});
         QCOMPARE(m_messages->texts.size(), 1);
         QCOMPARE(m_panel->trace_origin(), "File: " + file);
@@ -276,17 +241,14 @@ private slots:
         click(panel(), "Start");
         QVERIFY(drawn(*m_panel) == bench_generate_trace(bench_trace_epoch_seed(3, 1), 1024));
 
-        TFCQ_FILE_DLG::preset_answer(QDir(folder).filePath("captured"));
-        click(panel(), "Open");
+        click_with_file(panel(), "Open", QDir(folder).filePath("captured"));
         QCOMPARE(m_panel->trace_origin(), "File: " + file);
         QCOMPARE(button_states(panel()), QString("11111"));
         PGMDQ_DEBUG_WAVEFORM_VIEWER fresh;
-        TFCQ_FILE_DLG::preset_answer(file);
-        click(&fresh, "Open");
+        click_with_file(&fresh, "Open", file);
         QVERIFY(drawn(fresh) == bench_generate_trace(3, 1024));
         QCOMPARE(button_states(&fresh), QString("00000"));
-        TFCQ_FILE_DLG::preset_answer(QString());
-        click(&fresh, "Open");
+        click_with_file(&fresh, "Open", QString());
         QCOMPARE(fresh.waveform_widget()->waveform_depth(), 1024u);
     }
 
@@ -296,25 +258,26 @@ private slots:
     void failed_write_is_told_and_keeps_the_previous_file_data()
     {
         QTest::addColumn<QString>("operation");
-        QTest::addColumn<QString>("failure");
+        QTest::addColumn<UNWRITABLE>("place");
         // The previous file is the user's to write: only the folder is read-only.
-        QTest::newRow("save into a read-only folder") << "Save" << "read-only";
-        QTest::newRow("save into a missing folder") << "Save" << "missing";
-        // The new file, 5132 bytes, is past the room left and fits in one write buffer: a
-        // buffered write would only fail when the file is closed.
-        QTest::newRow("save onto a full disk") << "Save" << "full";
-        QTest::newRow("export into a missing folder") << "Export VCD..." << "missing";
-        QTest::newRow("export onto a full disk") << "Export VCD..." << "full";
+        QTest::newRow("save into a read-only folder") << "Save" << UNWRITABLE::READ_ONLY_FOLDER;
+        QTest::newRow("save into a missing folder") << "Save" << UNWRITABLE::MISSING_FOLDER;
+        // The new file fits in one write buffer: a buffered write would only fail when the file
+        // is closed.
+        QTest::newRow("save onto a full disk") << "Save" << UNWRITABLE::FULL_DISK;
+        QTest::newRow("export into a missing folder") << "Export VCD..." << UNWRITABLE::MISSING_FOLDER;
+        QTest::newRow("export onto a full disk") << "Export VCD..." << UNWRITABLE::FULL_DISK;
     }
     void failed_write_is_told_and_keeps_the_previous_file()
     {
         QFETCH(QString, operation);
-        QFETCH(QString, failure);
+        QFETCH(UNWRITABLE, place);
+        const bool missing = place == UNWRITABLE::MISSING_FOLDER;
         const QString extension = operation == "Save" ? ".wvf" : ".vcd";
-        const QString folder = m_dir.filePath(failure);
+        const QString folder = m_dir.filePath(QTest::currentDataTag());
         const QString target = QDir(folder).filePath("trace" + extension);
         const Bytes previous(332, 0x5A);
-        if (failure != "missing") {
+        if (!missing) {
             QVERIFY(QDir().mkpath(folder));
             write_bytes(target.toStdString(), previous);
         }
@@ -322,33 +285,14 @@ private slots:
         choose_and_scan(panel(), DUT_CABLE);
         click(panel(), "Start");
         m_messages->texts.clear();
-        TFCQ_FILE_DLG::preset_answer(QDir(folder).filePath("trace"));
-        {
-            const QFileDevice::Permissions read_only = QFileDevice::ReadOwner | QFileDevice::ExeOwner |
-                                                       QFileDevice::ReadOther | QFileDevice::ExeOther;
-            std::optional<AS_NOBODY> nobody;
-            std::optional<FULL_DISK> full;
-            if (failure == "read-only") {
-                QVERIFY(QFile::setPermissions(m_dir.path(), read_only | QFileDevice::WriteOwner) &&
-                        QFile::setPermissions(target, read_only | QFileDevice::WriteOwner | QFileDevice::WriteOther) &&
-                        QFile::setPermissions(folder, read_only));
-                nobody.emplace();
-                if (geteuid() == 0)
-                    QSKIP("running as root without the right to act as another user");
-            }
-            if (failure == "full")
-                QVERIFY(full.emplace(4096).set);
-            click(panel(), operation);
-        }
-        QFile::setPermissions(folder, QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner);
+        while_unwritable(place, folder, [&] { click_with_file(panel(), operation, QDir(folder).filePath("trace")); });
         QCOMPARE(m_messages->texts.size(), 1);
         QVERIFY2(m_messages->texts[0].startsWith("Can't save or open file " + target + " ("), qPrintable(m_messages->texts[0]));
         QCOMPARE(folder_listing(folder), listing_before);
-        QCOMPARE(QFileInfo::exists(folder), failure != "missing");
-        QVERIFY(failure == "missing" || read_bytes(target.toStdString()) == previous);
+        QCOMPARE(QFileInfo::exists(folder), !missing);
+        QVERIFY(missing || read_bytes(target.toStdString()) == previous);
         QVERIFY(m_panel->trace_origin().startsWith("Captured from @1 - BR5-TV1-ES at "));
-        TFCQ_FILE_DLG::preset_answer(m_dir.filePath("elsewhere"));
-        click(panel(), operation);
+        click_with_file(panel(), operation, m_dir.filePath("elsewhere"));
         QVERIFY(QFileInfo(m_dir.filePath("elsewhere" + extension)).size() > 5000);
     }
 

@@ -176,16 +176,14 @@ private slots:
     void panel_export_writes_what_the_converter_writes()
     {
         PGMDQ_DEBUG_WAVEFORM_VIEWER panel;
-        TFCQ_FILE_DLG::preset_answer(path("trace.wvf"));
-        wave_test::click(&panel, "Open");
+        wave_test::click_with_file(&panel, "Open", path("trace.wvf"));
         auto* split_box = panel.findChild<QCheckBox*>();
         QCOMPARE(split_box->text(), QString("Buses as single-bit wires"));
         const auto after_first_line = [](const QByteArray& text) { return text.mid(text.indexOf('\n') + 1); };
         for (bool split : {false, true}) {
             split_box->setChecked(split);
             const QString exported = path(split ? "exported_split" : "exported_vectors");
-            TFCQ_FILE_DLG::preset_answer(exported);
-            wave_test::click(&panel, "Export VCD...");
+            wave_test::click_with_file(&panel, "Export VCD...", exported);
             const QByteArray written = read_file(exported + ".vcd");
             QCOMPARE(after_first_line(written), after_first_line(read_file(path(split ? "split.vcd" : "vectors.vcd"))));
             QCOMPARE(written.left(written.indexOf('\n') + 1),

@@ -2,9 +2,7 @@
 // that damage saved traces, and the viewer's internal errors caught by their text.
 #pragma once
 
-#include "msg.h"
-
-#include <QString>
+#include "../widget_test_support.h"
 
 #include <cstdint>
 #include <fstream>
@@ -56,17 +54,9 @@ inline Bytes signed_bytes(Bytes bytes)
     return bytes;
 }
 
-// The viewer's internal error `action` raised, or "" when it returned; other failures propagate.
 template <typename ACTION> QString internal_error_of(ACTION&& action)
 {
-    try {
-        action();
-    } catch (const MSG_INTERNAL_ERROR_EXCEPTION& error) {
-        if (error.module() != "PGMDQ" || error.file() != "pgmdq_debug_waveform_viewer")
-            return QString("wrong origin %1/%2").arg(error.module().c_str(), error.file().c_str());
-        return QString::fromStdString(error.text());
-    }
-    return QString();
+    return internal_error_in("pgmdq_debug_waveform_viewer", std::forward<ACTION>(action));
 }
 
 } // namespace wave_test

@@ -59,6 +59,13 @@ inline void click(QWidget* panel, const QString& text)
     QTest::mouseClick(target, Qt::LeftButton);
 }
 
+// Clicks the button whose file dialog is answered with `path` (a null path cancels it).
+inline void click_with_file(QWidget* panel, const QString& text, const QString& path)
+{
+    TFCQ_FILE_DLG::preset_answer(path);
+    click(panel, text);
+}
+
 // Enabled state of Scan, Save, Read USEDW, Reset and Start, as "10110".
 inline QString button_states(QWidget* panel)
 {
