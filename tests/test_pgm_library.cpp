@@ -1,5 +1,5 @@
-// The programmer library: CRC-16 against catalogue values and a bit-serial reference, the section
-// trees of the device database, compiled designs, and design files read back or refused.
+// The programmer library: CRC-16 against catalogue values, the section trees of the device
+// database, compiled designs, and design files read back or refused.
 #include "pgm.h"
 
 #include <gtest/gtest.h>
@@ -9,51 +9,18 @@
 #include <fstream>
 #include <functional>
 #include <iterator>
-#include <random>
 #include <regex>
 #include <unistd.h>
 
-namespace {
-
-std::string temp_dir()
-{
-    char pattern[] = "/tmp/test_pgm_library.XXXXXX";
-    return std::string(mkdtemp(pattern)) + "/";
-}
-
-// The textbook register, one bit at a time.
-std::uint16_t reference_crc16(const unsigned char* data, std::size_t start, std::size_t bits, std::uint16_t crc,
-                              std::uint16_t poly)
-{
-    for (std::size_t b = start; b < start + bits; ++b) {
-        const unsigned bit = (data[b / 8] >> (b % 8)) & 1;
-        crc = ((crc ^ bit) & 1) ? (crc >> 1) ^ poly : crc >> 1;
-    }
-    return crc;
-}
-
-} // namespace
-
 // Catalogue check values for "123456789": CRC-16/ARC (the frame CRC), CRC-16/KERMIT (another
-// reflected polynomial) and CRC-16/MODBUS (a non-zero initial value); then any bit range against
-// the bit-serial register.
-TEST(Crc16, CatalogueValuesAndBitSerialRegisterOnAnyRange)
+// reflected polynomial) and CRC-16/MODBUS (a non-zero initial value). Frame CRCs over whole designs
+// are compared with the release tools' own table-driven CRC where their streams are compared.
+TEST(Crc16, CatalogueValues)
 {
     const unsigned char check[] = "123456789";
     EXPECT_EQ(PGM_COMMON::calculate_crc16(check, 0, 72, 0x0000, 0xA001), 0xBB3D) << "ARC";
     EXPECT_EQ(PGM_COMMON::calculate_crc16(check, 0, 72, 0x0000, 0x8408), 0x2189) << "KERMIT";
     EXPECT_EQ(PGM_COMMON::calculate_crc16(check, 0, 72, 0xFFFF, 0xA001), 0x4B37) << "MODBUS";
-
-    std::mt19937 random(7);
-    std::vector<unsigned char> data(600);
-    for (unsigned char& byte : data)
-        byte = static_cast<unsigned char>(random());
-    for (std::size_t start : {0, 1, 7, 8, 13, 64, 301})
-        for (std::size_t bits : {0, 1, 5, 8, 9, 63, 64, 65, 1000, 3000})
-            for (std::uint16_t init : {std::uint16_t(0), std::uint16_t(0x1D0F)})
-                EXPECT_EQ(PGM_COMMON::calculate_crc16(data.data(), start, bits, init, 0xA001),
-                          reference_crc16(data.data(), start, bits, init, 0xA001))
-                    << "start " << start << " bits " << bits << " init " << init;
 }
 
 class SectionTree : public testing::TestWithParam<PGM_DIE_INFO> {};
@@ -106,6 +73,12 @@ TEST(Design, DependsOnItsSeedAlone)
 }
 
 namespace {
+
+std::string temp_dir()
+{
+    char pattern[] = "/tmp/test_pgm_library.XXXXXX";
+    return std::string(mkdtemp(pattern)) + "/";
+}
 
 void set_name(std::vector<unsigned char>& bytes, std::size_t offset, const char* name)
 {
