@@ -77,8 +77,8 @@ TEST_P(TraceSignals, AreConsistentWithTheWalk)
     auto f = [&](size_t i, unsigned position, unsigned width = 1) { return field(t[i], position, width); };
     const uint64_t registered = (1ull << UDR_REG) | (1ull << DATA1OUT_REG) | (0xFFFull << TOTAL_BIT_COUNT);
     const uint64_t edge = (1ull << TCK) | (1ull << DCLKIN) | registered;
-    bool select_since_update = true, shift_since_select = false, shift_interrupted = false;
-    size_t flash_shifts = 0, instruction_loads = 0, pauses = 0;
+    bool select_since_update = true, shift_since_select = false;
+    size_t flash_shifts = 0;
     for (size_t i = 0; i < t.size(); ++i) {
         ASSERT_EQ(t[i] >> SAMPLE_BITS, 0u) << i;
         ASSERT_EQ(f(i, TCK), i % 2) << i;
@@ -91,14 +91,8 @@ TEST_P(TraceSignals, AreConsistentWithTheWalk)
             const bool rising = i % 2 == 1;
             const uint32_t counted = rising && f(i, SDR) ? (before + 1) & 0xFFF : before;
             ASSERT_TRUE(count == counted || (rising && !f(i, SDR) && count == 0)) << i;
-            if (f(i, IR_IN, 12) != f(i - 1, IR_IN, 12)) {
-                ASSERT_TRUE(f(i, UDR) && f(i, USR1)) << "ir_in changes only at a virtual IR update, sample " << i;
-                ++instruction_loads;
-            }
-            if (f(i - 1, SDR) && !f(i, SDR))
-                shift_interrupted = true;
-            if (!f(i - 1, SDR) && f(i, SDR) && shift_interrupted)
-                ++pauses; // shifting resumed after Pause-DR, without an update between
+            ASSERT_TRUE(f(i, IR_IN, 12) == f(i - 1, IR_IN, 12) || (f(i, UDR) && f(i, USR1)))
+                << "ir_in changes only at a virtual IR update, sample " << i;
         }
         ASSERT_TRUE(!f(i, DCLKIN) || (f(i, TCK) && f(i, SDR) && !f(i, SCEIN))) << i;
         if (!f(i, SCEIN)) {
@@ -122,12 +116,9 @@ TEST_P(TraceSignals, AreConsistentWithTheWalk)
         if (f(i, UDR)) {
             ASSERT_TRUE(shift_since_select) << "an update without a shift, sample " << i;
             select_since_update = false;
-            shift_interrupted = false;
         }
     }
     EXPECT_GT(flash_shifts, 100u);
-    EXPECT_GT(instruction_loads, 10u);
-    EXPECT_GT(pauses, 0u);
 }
 
 INSTANTIATE_TEST_SUITE_P(Seeds, TraceSignals, ::testing::Values(1u, 0xDEADBEEFu));
