@@ -199,7 +199,6 @@ INSTANTIATE_TEST_SUITE_P(
         REFUSAL{"Compressed", "$S/calder5_sof2img.exe ${D%01}03.sof $D.x.img -s2i C5D1", 2,
                 "is gzip-compressed; unpack it first"},
         REFUSAL{"MissingRif", "$E/B5D1/B5D1 -o $D -m3 -img $B.img", 2, "B5D1 needs its redundancy file (-rif)"},
-        REFUSAL{"Mode", "$E/C5D1/C5D1 -o $D -m2 -img $D.img", 2, "mode 2 is not supported; use -m3"},
         REFUSAL{"DamagedImage",
                 "printf X | dd of=$D.img bs=1 seek=60 conv=notrunc 2>/dev/null; $E/C5D1/C5D1 -o $D -m3 -img $D.img", 2,
                 "is damaged"},
