@@ -1,6 +1,6 @@
-// The chain manager's engine on the bench: binding cables, scanning chains, locks, the hub's nodes
-// and the debug IP's virtual instructions, where the viewer panel's captures and the Kiopru runs
-// (two benches side by side among them) do not reach them.
+// The chain manager's engine on the bench: the site's bench, scanning chains, locks, the hub's
+// nodes and the debug IP's virtual instructions, where the viewer panel's captures and the Kiopru
+// panel (binding cables by handle, two benches side by side) do not reach them.
 #include "test_pgmd_cm_support.h"
 
 #include "bench_protocol.h"
@@ -54,18 +54,6 @@ std::vector<uint64_t> read_samples(PGMD_CM_ENGINE& engine, unsigned device, size
 } // namespace
 
 using Engine = PGMD_CM_TEST;
-
-// Handles count from 1 in the bench's order; a handle of no cable unbinds its side alone.
-TEST_F(Engine, BindsCablesByHandle)
-{
-    PGMD_CM_ENGINE engine(m_bench);
-    EXPECT_TRUE(engine.set_tji_hardware(false, 1));
-    EXPECT_TRUE(engine.set_tji_hardware(true, 3));
-    EXPECT_EQ(engine.get_hardware_name(true), LAB_CABLE_NAME);
-    EXPECT_FALSE(engine.set_tji_hardware(true, 4));
-    EXPECT_EQ(engine.get_hardware_name(true), "");
-    EXPECT_EQ(engine.get_hardware_name(false), BENCH_CABLE_NAME);
-}
 
 // The site's bench follows the settings; engines given it see the bench it holds now.
 TEST_F(Engine, TheSettingsNameTheSitesBench)
