@@ -94,7 +94,6 @@ TEST_F(Generator, DerivesTheProcessesFromTheSchemes)
         {{AS_INT100, PS_CFI},
          {"PROCESS +Generate SOF", "PROCESS +Generate PFL IP", "PROCESS +Generate PFL POF", "PROCESS +Generate JIC"}},
         {{"PROCESS -Generate JIC", "Test 1: BR5-TV1-ES - Pass"}, {}},
-        {{}, {}},
     };
     for (const CASE& c : cases)
         EXPECT_EQ(determine(c.lines), c.processes);
