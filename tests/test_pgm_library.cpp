@@ -1,115 +1,53 @@
-// The programmer library: CRC-16 against catalogue values and a bit-serial reference, the device
-// database and section trees, compiled designs, and design files read back or refused.
-#include "msg.h"
+// The programmer library: CRC-16 against catalogue values, the section trees of the device
+// database, compiled designs, and design files read back or refused.
 #include "pgm.h"
 
 #include <gtest/gtest.h>
 #include <zlib.h>
 
-#include <algorithm>
 #include <cstring>
 #include <fstream>
 #include <functional>
 #include <iterator>
-#include <random>
 #include <regex>
 #include <unistd.h>
 
-namespace {
-
-std::string temp_dir()
-{
-    char pattern[] = "/tmp/test_pgm_library.XXXXXX";
-    return std::string(mkdtemp(pattern)) + "/";
-}
-
-// The textbook register, one bit at a time.
-std::uint16_t reference_crc16(const unsigned char* data, std::size_t start, std::size_t bits, std::uint16_t crc,
-                              std::uint16_t poly)
-{
-    for (std::size_t b = start; b < start + bits; ++b) {
-        const unsigned bit = (data[b / 8] >> (b % 8)) & 1;
-        crc = ((crc ^ bit) & 1) ? (crc >> 1) ^ poly : crc >> 1;
-    }
-    return crc;
-}
-
-} // namespace
-
 // Catalogue check values for "123456789": CRC-16/ARC (the frame CRC), CRC-16/KERMIT (another
-// reflected polynomial) and CRC-16/MODBUS (a non-zero initial value); then any bit range against
-// the bit-serial register.
-TEST(Crc16, CatalogueValuesAndBitSerialRegisterOnAnyRange)
+// reflected polynomial) and CRC-16/MODBUS (a non-zero initial value). Frame CRCs over whole designs
+// are compared with the release tools' own table-driven CRC where their streams are compared.
+TEST(Crc16, CatalogueValues)
 {
     const unsigned char check[] = "123456789";
     EXPECT_EQ(PGM_COMMON::calculate_crc16(check, 0, 72, 0x0000, 0xA001), 0xBB3D) << "ARC";
     EXPECT_EQ(PGM_COMMON::calculate_crc16(check, 0, 72, 0x0000, 0x8408), 0x2189) << "KERMIT";
     EXPECT_EQ(PGM_COMMON::calculate_crc16(check, 0, 72, 0xFFFF, 0xA001), 0x4B37) << "MODBUS";
-
-    std::mt19937 random(7);
-    std::vector<unsigned char> data(600);
-    for (unsigned char& byte : data)
-        byte = static_cast<unsigned char>(random());
-    for (std::size_t start : {0, 1, 7, 8, 13, 64, 301})
-        for (std::size_t bits : {0, 1, 5, 8, 9, 63, 64, 65, 1000, 3000})
-            for (std::uint16_t init : {std::uint16_t(0), std::uint16_t(0x1D0F)})
-                EXPECT_EQ(PGM_COMMON::calculate_crc16(data.data(), start, bits, init, 0xA001),
-                          reference_crc16(data.data(), start, bits, init, 0xA001))
-                    << "start " << start << " bits " << bits << " init " << init;
-}
-
-// The die table the POF checker walks, family by family, in this order, with streams from a few
-// KiB (tests) to over 32 MiB.
-TEST(DeviceDatabase, CoversEveryDieOfTheFamilies)
-{
-    std::string names;
-    std::size_t smallest = SIZE_MAX, largest = 0;
-    for (const PGM_DIE_INFO& die : PGM_DEVICE_DATABASE::get_dies()) {
-        names += std::string(die.family) + "/" + die.die + " ";
-        const std::size_t size = PGM_DEVICE(die).get_stream_byte_size();
-        smallest = std::min(smallest, size);
-        largest = std::max(largest, size);
-    }
-    EXPECT_EQ(names, "boreal5/B5D1 boreal5/B5D2 boreal5/B5D3 boreal5/B5D4 boreal5/B5D5 boreal5/B5D6 calder5/C5D1 "
-                     "calder5/C5D2 calder5/C5D3 calder5/C5D4 dunlin5/D5D1 dunlin5/D5D2 dunlin5/D5D3 dunlin5/D5D4 "
-                     "dunlin5/D5D5 kestrel/KS50 kestrel/KS120 kestrel/KS470 ");
-    EXPECT_LE(smallest, 4u * 1024);
-    EXPECT_GE(largest, 32u * 1024 * 1024);
-    EXPECT_EQ(PGM_DEVICE_DATABASE::find_die("ks120"), &PGM_DEVICE_DATABASE::get_dies()[16]);
-    EXPECT_EQ(PGM_DEVICE_DATABASE::find_die("KS12"), nullptr);
 }
 
 class SectionTree : public testing::TestWithParam<PGM_DIE_INFO> {};
 
 // Blocks tile the stream from byte 0, sections tile their block, only the option block starts at
-// byte 0, frames tile their section, and every element shares the 32-bit control-block width.
+// byte 0, and frames tile their section: the POF checker walks all dies by this tree.
 TEST_P(SectionTree, TilesTheStreamWithTheDocumentedTypes)
 {
     const PGM_DEVICE device(GetParam());
     const PGM_PCF_TREE_LIST& tree = *device.get_pcf_info()->get_pcf_file_info();
-    const PGM_F2P_CONSTANTS* constants = tree.front().get_f2p_constants();
-    ASSERT_EQ(constants->m_cb_data_width, 32u);
+    ASSERT_EQ(tree.front().get_f2p_constants()->m_cb_data_width, 32u);
     std::size_t position = 0;
     std::string types;  // a letter for each section: Options, Edcrc frames, Core frames, Plain data
     for (const PGM_PCF_TREE_ELEMENT& block : tree) {
-        EXPECT_EQ(block.get_type(), unsigned(PGM_SECTION_BLOCK));
         EXPECT_EQ(block.get_start_byte(), position);
-        EXPECT_EQ(block.get_f2p_constants(), constants);
         for (const PGM_PCF_TREE_ELEMENT& section : block.get_children()) {
             types += "-BECPO"[section.get_type() % 6];
             EXPECT_EQ(section.get_start_byte(), position);
             EXPECT_EQ(section.get_start_byte() > 0, types.back() != 'O');
-            EXPECT_EQ(section.get_f2p_constants(), constants);
             const unsigned frame_bits = section.get_frame_bits();
             EXPECT_EQ(frame_bits > 0, types.back() == 'E' || types.back() == 'C');
             if (frame_bits > 0) {
                 EXPECT_EQ(frame_bits % 32, 0u);
-                EXPECT_GT(frame_bits, PGM_FRAME_EDCRC_FROM_END + 32);
                 ASSERT_GT(section.get_frame_count(), 0u);
                 EXPECT_EQ(section.get_frame_count() * frame_bits, section.get_byte_size() * 8);
                 EXPECT_EQ(section.get_frame_start_bit(section.get_frame_count() - 1),
                           section.get_end_byte() * 8 - frame_bits);
-                EXPECT_THROW(section.get_frame_start_bit(section.get_frame_count()), MSG_INTERNAL_ERROR_EXCEPTION);
             }
             position = section.get_end_byte();
         }
@@ -135,6 +73,12 @@ TEST(Design, DependsOnItsSeedAlone)
 
 namespace {
 
+std::string temp_dir()
+{
+    char pattern[] = "/tmp/test_pgm_library.XXXXXX";
+    return std::string(mkdtemp(pattern)) + "/";
+}
+
 void set_name(std::vector<unsigned char>& bytes, std::size_t offset, const char* name)
 {
     std::memset(bytes.data() + offset, 0, 16);
@@ -155,7 +99,7 @@ void reseal(std::vector<unsigned char>& bytes)
 
 // The design as the release maker writes it reads back as it was compiled (each frame sealed with
 // its CRC-16, the control block's fields empty, the option block's sync word, IDCODE and size);
-// every damaged, foreign or missing file is refused with its reason and nothing of it held.
+// damaged, foreign and missing files are refused with their reason and nothing of them held.
 struct SOF_CASE {
     const char* name;
     std::function<void(std::vector<unsigned char>&)> damage;
@@ -168,48 +112,17 @@ const auto UNTOUCHED = [](auto&) {};
 const SOF_CASE SOF_CASES[] = {
     {"Intact", UNTOUCHED, ""},
     {"Missing", UNTOUCHED, "cannot open the file", "missing.sof"},
-    {"Folder", UNTOUCHED, "cannot open the file", ""},
-    {"Empty", [](auto& b) { b.clear(); }, "not a design file"},
     {"Gzip", [](auto& b) { b.insert(b.begin(), {0x1F, 0x8B, 0x08}); }, "the file is gzip-compressed"},  // gzip's magic
     {"Magic", [](auto& b) { b[0] = 'X'; }, "not a design file"},
     {"Version", [](auto& b) { b[8] = 2; }, "unsupported design file version 2"},
-    {"Reserved", [](auto& b) { b[60] = 1; }, "damaged design file header"},
-    {"NoVectors", [](auto& b) { b[44] = 0; }, "bad number of bit vectors"},
     {"Truncated", [](auto& b) { b.pop_back(); }, "the file is truncated"},
-    {"TrailingByte", [](auto& b) { b.push_back(0); }, "unexpected bytes after the last bit vector"},
-    {"TableOffset", [](auto& b) { b[64 + 16 + 8] += 1; }, "damaged bit vector table"},
     {"HugeVector", [](auto& b) { b[64 + 7] = 0x7F; }, "the file is truncated"},
     {"Checksum", [](auto& b) { b[FIRST_FRAME + 5] ^= 0x10; }, "checksum mismatch"},
     {"UnknownDie", [](auto& b) { set_name(b, 28, "B5D9"); }, "unknown die B5D9"},
-    {"WrongFamily", [](auto& b) { set_name(b, 12, "calder5"); }, "die B5D1 is not of family calder5"},
     // The cases below reseal the checksum so that only the deeper checks can catch them.
-    {"VectorSplit",
-     [](auto& b) {
-         // Option block two bytes short (512 to 496 bits), periphery two longer.
-         b[64] = 0xF0;
-         b[65] = 0x01;
-         b[64 + 16 + 8] -= 2;
-         b[64 + 16] += 16;
-         reseal(b);
-     },
-     "bit vector 0 does not fit block options"},
-    {"SyncWord", [](auto& b) { b[STREAM] ^= 1, reseal(b); }, "the option block has no sync word"},
     {"Idcode", [](auto& b) { b[STREAM + 4] ^= 1, reseal(b); }, "the option block is for another device"},
-    {"StreamSize", [](auto& b) { b[STREAM + 8] ^= 2, reseal(b); }, "the option block gives a wrong stream size"},
     {"FrameBit", [](auto& b) { b[FIRST_FRAME + 32 + 5] ^= 0x04, reseal(b); },
      "frame 1 of section periphery: CRC-16 mismatch"},
-    {"EdcrcFilled",
-     [](auto& b) {
-         // The CRC-32 field of frame 0 (bytes 24..27 of a 32-byte frame) and a CRC-16 that covers
-         // it, so only the empty-field rule catches it.
-         unsigned char* frame = b.data() + FIRST_FRAME;
-         frame[24] = 0x5A;
-         const std::uint16_t crc = PGM_COMMON::calculate_crc16(frame, 0, 240, 0, 0xA001);
-         frame[30] = crc & 0xFF;
-         frame[31] = crc >> 8;
-         reseal(b);
-     },
-     "frame 0 of section periphery: the control block's field is not empty"},
 };
 
 } // namespace

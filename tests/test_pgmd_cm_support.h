@@ -41,16 +41,11 @@ inline QJsonValue with_value(const QJsonValue& node, const std::vector<BENCH_PAT
     return object;
 }
 
-inline QJsonObject with_value(const QJsonObject& root, const std::vector<BENCH_PATH_STEP>& path, const QJsonValue& value)
-{
-    return with_value(QJsonValue(root), path, value).toObject();
-}
-
 // A bench of the test's own, from its document.
-inline std::shared_ptr<PGMD_CM_BENCH> bench_of(const QJsonObject& root)
+inline std::shared_ptr<PGMD_CM_BENCH> bench_of(const QJsonValue& root)
 {
     std::string error;
-    std::shared_ptr<PGMD_CM_BENCH> bench = pgmd_cm_bench_from_json(QJsonDocument(root).toJson().toStdString(), &error);
+    auto bench = pgmd_cm_bench_from_json(QJsonDocument(root.toObject()).toJson().toStdString(), &error);
     EXPECT_TRUE(bench) << error;
     return bench;
 }
