@@ -73,7 +73,6 @@ struct PGMDQ_POF_CHECKER_TEST_ACCESS {
     const std::string& rk_die_dir() const { return checker.m_rk_die_dir; }
 
     void clear_log() { checker.m_msg_list->clear(); }
-    int log_count() const { return checker.m_msg_list->count(); }
     std::string last_log() const { return log().back(); }
     // The check's lines up to its summary, and the summary.
     std::vector<std::string> log() const { return log_part(false); }
@@ -82,8 +81,7 @@ struct PGMDQ_POF_CHECKER_TEST_ACCESS {
     {
         std::vector<std::string> lines;
         bool in_summary = false;
-        for (int row = 0; row < checker.m_msg_list->count(); ++row) {
-            const std::string line = checker.m_msg_list->item(row)->text().toStdString();
+        for (const std::string& line : checker.log_lines()) {
             in_summary = in_summary || line.rfind("Info: Summary: ", 0) == 0;
             if (in_summary == summary)
                 lines.push_back(line);

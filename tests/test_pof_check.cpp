@@ -7,7 +7,6 @@
 #include "pgmdq_miscellaneous_files.h"
 
 #include <algorithm>
-#include <chrono>
 #include <functional>
 
 namespace {
@@ -154,24 +153,6 @@ TEST_F(PofCheck, SofsAreListedAndUnpackedInPlace)
         EXPECT_EQ(pof_test_read_command("ls " + dir + " | grep -v -c '^[acs][0-9]*[.]sof$\\|^d[.]img$'"), "0\n")
             << "scripts are gone";
     }
-}
-
-// A wrong password ends the log-in at once (no time-out is waited out): the host is named once,
-// with the walk's own line after it, and the run stops at that die.
-TEST_F(PofCheck, RefusedLogInNamesTheHostAndStopsTheDie)
-{
-    ASSERT_TRUE(site.make_release("C5D4", 2, 0));
-    site.log_in(access);
-    access.password_edit()->setText("wrong");
-    const auto begin = std::chrono::steady_clock::now();
-    access.check_button()->click();
-    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(30));
-    std::vector<std::string> expected = {"Warning: Skip Boreal 5 - not ready yet", "Info: Checking Calder 5 ..."};
-    for (const std::string& line : missing_dies("calder5", {"C5D1", "C5D2", "C5D3"}))
-        expected.push_back(line);
-    expected.push_back("Error: loopback-ws refused the log-in: wrong user name or password");
-    expected.push_back("POF Error: Found 0 image file(s)");
-    EXPECT_EQ(access.log(), expected);
 }
 
 // ---------------------------------------------------------------------------------------------

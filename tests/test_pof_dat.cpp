@@ -41,7 +41,7 @@ protected:
             if (data) {
                 EXPECT_EQ(std::vector<unsigned char>(data.get(), data.get() + 2 * size_t(count)), expected);
             }
-            EXPECT_EQ(access.log_count(), 0);
+            EXPECT_EQ(access.log(), std::vector<std::string>());
         } else {
             EXPECT_EQ(data, nullptr);
             EXPECT_EQ(count, 0u);
@@ -87,9 +87,6 @@ INSTANTIATE_TEST_SUITE_P(
         DAT_CASE{"OnlyCommentsAndBlanks", "// a\n\n   \n/x\n", {}},
         DAT_CASE{"EmptyFile", "", {}},
         DAT_CASE{"FiveDigitsSpoilTheFile", "1234\n12345\n5678\n", {}},
-        DAT_CASE{"ThreeDigitsSpoilTheFile", "1234\n123\n", {}},
-        DAT_CASE{"NonHexSpoilsTheFile", "1234\n12G4\n", {}},
-        DAT_CASE{"InnerBlankSpoilsTheFile", "12 34\n", {}},
         DAT_CASE{"LastLineWithoutBreak", "1234\n5678", {0x34, 0x12, 0x78, 0x56}},
         DAT_CASE{"WindowsLineBreaks", "1234\r\n5678\r\n", {0x34, 0x12, 0x78, 0x56}},
         DAT_CASE{"SixtyThreeCharactersFit", LINE_63 + "\n5678\n", {0x34, 0x12, 0x78, 0x56}},

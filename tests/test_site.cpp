@@ -158,11 +158,4 @@ TEST_F(SITE, PreparedReleaseLiesWhereTheSettingsPointTo)
         EXPECT_EQ(access((release + file).c_str(), R_OK), 0) << release + file;
 }
 
-TEST_F(SITE, WineRunsTheLoopbackConvertersAsTheyAre)
-{
-    const RUN_RESULT result = run(setting("wine_linux32_path") + " /bin/echo converted");
-    EXPECT_EQ(result.status, 0);
-    EXPECT_EQ(result.output, "converted\n");
-}
-
 } // namespace
