@@ -12,6 +12,7 @@
 #include <QFile>
 #include <QLabel>
 #include <QMessageBox>
+#include <QSet>
 #include <QTemporaryDir>
 #include <QTimer>
 
@@ -50,12 +51,13 @@ class TEST_KIOPRU_RUN : public QObject {
     }
     QString result_counts() const { return m_panel->findChild<QLabel*>("m_result_counts_label")->text(); }
 
-    // Every line in the colour its text calls for: commands dark yellow, processes blue, verdicts
-    // dark green or red, and after each verdict its details in its colour.
+    // Every line in the colour its text calls for (commands dark yellow, processes blue, verdicts
+    // dark green or red, and after each verdict its details in its colour), and drawn in it.
     void check_colours() const
     {
         const QStringList lines = kiopru_lines(*m_panel);
         QColor verdict;
+        QSet<QRgb> used;
         for (int row = 0; row < lines.size(); ++row) {
             const QString& line = lines[row];
             const bool command = line.startsWith("CMD @"), process = line.startsWith("PROCESS ");
@@ -63,8 +65,17 @@ class TEST_KIOPRU_RUN : public QObject {
                 verdict = line.contains(" - Pass") ? QColor(Qt::darkGreen) : QColor(Qt::red);
             else if (!command && !process)
                 QVERIFY2(line.startsWith(DETAIL_PREFIX) && verdict.isValid(), qPrintable(line));
-            QCOMPARE(kiopru_line_color(*m_panel, row),
-                     command ? QColor(Qt::darkYellow) : process ? QColor(Qt::blue) : verdict);
+            const QColor colour = command ? QColor(Qt::darkYellow) : process ? QColor(Qt::blue) : verdict;
+            QCOMPARE(kiopru_line_color(*m_panel, row), colour);
+            used.insert(colour.rgb());
+        }
+        const QImage picture = m_panel->grab().toImage().convertToFormat(QImage::Format_RGB32);
+        for (QRgb colour : used) {
+            int pixels = 0;
+            for (int y = 0; y < picture.height(); ++y)
+                for (int x = 0; x < picture.width(); ++x)
+                    pixels += picture.pixel(x, y) == colour;
+            QVERIFY2(pixels > 20, qPrintable(QColor(colour).name()));
         }
     }
 
