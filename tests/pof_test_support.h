@@ -8,6 +8,7 @@
 #include "pof_checker_access.h"
 
 #include "msg.h"
+#include "pgmdq_miscellaneous_files.h"
 
 #include <gtest/gtest.h>
 
@@ -20,6 +21,7 @@
 #include <fstream>
 #include <iterator>
 #include <mutex>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -90,6 +92,17 @@ inline std::string pof_test_read(const std::string& path)
 inline std::string pof_test_read_command(const std::string& command)
 {
     return run("(" + command + ") 2>/dev/null").output;
+}
+
+// The entries below `dir` that `find` selects with `tests` (every file by default), by their paths
+// relative to it.
+inline std::set<std::string> pof_test_files(const std::string& dir, const std::string& tests = "-type f")
+{
+    std::set<std::string> names;
+    const std::string listing = pof_test_read_command("cd " + pgmdq_shell_quote(dir) + " && find . -mindepth 1 " + tests);
+    for (size_t begin = 0, end; (end = listing.find('\n', begin)) != std::string::npos; begin = end + 1)
+        names.insert(listing.substr(begin + 2, end - begin - 2));
+    return names;
 }
 
 inline bool pof_test_exists(const std::string& path)

@@ -209,21 +209,15 @@ protected:
             lines.push_back("Info: POF checking passed - " + dir + sof + ".sof");
         return lines;
     }
-    std::string listing() const
-    {
-        return pof_test_read_command("cd " + pgmdq_shell_quote(dir) + " && find . -maxdepth 1 -type f | LC_ALL=C sort");
-    }
-    std::string expected_listing(std::vector<std::string> kept) const
+    std::set<std::string> listing() const { return pof_test_files(dir, "-maxdepth 1 -type f"); }
+    std::set<std::string> expected_listing(std::vector<std::string> kept) const
     {
         kept.insert(kept.end(), {"sof", "rbf", "icd.rbf", "pgm.icd.rbf"});
-        std::vector<std::string> names;
+        std::set<std::string> names;
         for (const std::string& sof : sofs)
             for (const std::string& ext : kept)
-                names.push_back("./" + sof + "." + ext);
-        std::string text;
-        for (const std::string& name : sorted(names))
-            text += name + "\n";
-        return text;
+                names.insert(sof + "." + ext);
+        return names;
     }
     std::vector<std::string> with_dir(const std::vector<std::string>& names) const
     {

@@ -21,14 +21,6 @@ protected:
     {
         return site.root() + family + "/" + die + "/";
     }
-    std::set<std::string> files(const std::string& dir, const std::string& find_options = "") const
-    {
-        std::set<std::string> names;
-        const std::string listing = pof_test_read_command("cd " + dir + " && find . " + find_options + " -type f");
-        for (size_t begin = 0, end; (end = listing.find('\n', begin)) != std::string::npos; begin = end + 1)
-            names.insert(listing.substr(begin + 2, end - begin - 2));
-        return names;
-    }
 };
 
 // Every second SOF of the release is stored compressed (the 2nd of each die). In a regression the
@@ -89,7 +81,7 @@ TEST_F(PofRegression, ChecksEveryReadyFamilyDieByDie)
                 for (const char* rbf : {".rbf", ".icd.rbf", ".pgm.icd.rbf"})
                     die_files.insert(name + rbf);
             }
-            EXPECT_EQ(files(die_dir(family.key, die)), die_files) << die;
+            EXPECT_EQ(pof_test_files(die_dir(family.key, die)), die_files) << die;
         }
     }
     EXPECT_EQ(access.log(), expected);
@@ -105,7 +97,7 @@ TEST_F(PofRegression, ChecksEveryReadyFamilyDieByDie)
 
     // No script is left anywhere and the password is in no file of the share or of the hosts'
     // sessions.
-    EXPECT_EQ(files(site.root(), "-name '*.py' -o -name '*.pl' -o -name '*.tmp' -o -type d -name 'auto_gen_*'"),
+    EXPECT_EQ(pof_test_files(site.root(), "-name '*.py' -o -name '*.pl' -o -name '*.tmp' -o -type d -name 'auto_gen_*'"),
               std::set<std::string>());
     EXPECT_EQ(site.files_with_password(site.root()), "");
     EXPECT_EQ(site.files_with_password(site.build() + "/site/hosts"), "");

@@ -24,7 +24,6 @@ protected:
         std::istringstream stream(text);
         return std::set<std::string>(std::istream_iterator<std::string>(stream), std::istream_iterator<std::string>());
     }
-    std::set<std::string> names_in(const std::string& folder) { return words(pof_test_read_command("ls -A " + folder)); }
 };
 
 } // namespace
@@ -41,7 +40,7 @@ TEST_F(PofThreads, CommandsAreDealtRoundRobinAndTheBatchEndsWhenAllAreThrough)
         cmds.push_back(std::string(k < count ? "sleep 0.3; " : "") + "ls " + dir + "marks > " + dir + "seen_" +
                        std::to_string(k) + "; touch " + dir + "marks/" + std::to_string(k));
     checker.run_thread_cmd(cmds, count);
-    EXPECT_EQ(names_in(dir + "marks").size(), 10u) << "every command has run when the batch returns";
+    EXPECT_EQ(pof_test_files(dir + "marks").size(), 10u) << "every command has run when the batch returns";
     for (unsigned k = count; k < 10; ++k)
         EXPECT_TRUE(words(pof_test_read(dir + "seen_" + std::to_string(k))).count(std::to_string(k - count))) << k;
 }
@@ -210,13 +209,13 @@ TEST_F(PofThreads, ThreadFoldersAndImageMoves)
         std::set<std::string> expected = {"s" + std::to_string(i) + ".img"};
         if (i == 0)
             expected.insert("s8.img");
-        EXPECT_EQ(names_in(dir + "auto_gen_dat" + std::to_string(i)), expected) << "folder " << i;
+        EXPECT_EQ(pof_test_files(dir + "auto_gen_dat" + std::to_string(i)), expected) << "folder " << i;
     }
     EXPECT_FALSE(pof_test_exists(dir + "auto_gen_dat8"));
 
     access.set_sof_files({"one.sof"});
     EXPECT_TRUE(checker.move_img(false));
-    EXPECT_TRUE(names_in(dir + "auto_gen_dat0").empty()) << "one SOF: folder 0 made afresh directly";
+    EXPECT_TRUE(pof_test_files(dir + "auto_gen_dat0").empty()) << "one SOF: folder 0 made afresh directly";
 }
 
 TEST(PofSeparators, OneKindAndOneTrailingSeparator)
