@@ -15,7 +15,6 @@
 #include <QApplication>
 
 #include <algorithm>
-#include <cctype>
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
@@ -64,11 +63,10 @@ struct POF_TEST_SINK : MSG_SINK {
     }
 };
 
-inline std::string pof_test_lower(std::string text)
+// The release maker's name of a die's design `number` (from 1), without its extension.
+inline std::string pof_test_design(const std::string& die, unsigned number)
 {
-    for (char& c : text)
-        c = char(std::tolower(static_cast<unsigned char>(c)));
-    return text;
+    return QString::fromStdString(die).toLower().toStdString() + "_design0" + std::to_string(number);
 }
 
 inline std::string pof_test_temp_dir(const char* tag)

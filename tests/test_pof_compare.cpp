@@ -21,11 +21,6 @@ bool succeeds(const std::string& command)
     return run(command).status == 0;
 }
 
-std::string sof_name(const std::string& die, unsigned i)
-{
-    return die + "_design0" + std::to_string(i + 1) + ".sof";
-}
-
 class PofCompare : public ::testing::Test, POF_APPLICATION_FIRST {
 protected:
     static std::string release;
@@ -52,13 +47,13 @@ protected:
         const std::string die = PGMDQ_POF_DIE_LIST[die_row].die;
         die_dir = pof_test_temp_dir("pof_die");
         ASSERT_TRUE(succeeds("cp " + release + family + "/" + die + "/*.sof " + die_dir));
-        sofs.clear();
+        const std::set<std::string> copied = pof_test_files(die_dir);
+        sofs.assign(copied.begin(), copied.end());
+        ASSERT_EQ(sofs.size(), SOFS);
         for (unsigned i = 0; i < SOFS; ++i) {
-            const std::string sof = die_dir + sof_name(pof_test_lower(die), i);
-            const std::string base = sof.substr(0, sof.size() - 4);
-            ASSERT_TRUE(succeeds(release + "sof2img/" + family + "_sof2img.exe " + sof + " " + base + ".img -s2i " + die));
-            ASSERT_TRUE(succeeds(release + "icd_emulator/" + die + "/" + die + " -o " + base + " -m3 -img " + base + ".img"));
-            sofs.push_back(sof_name(pof_test_lower(die), i));
+            ASSERT_TRUE(succeeds(release + "sof2img/" + family + "_sof2img.exe " + path(i, "sof") + " " + path(i, "img") +
+                                 " -s2i " + die));
+            ASSERT_TRUE(succeeds(release + "icd_emulator/" + die + "/" + die + " -o " + base(i) + " -m3 -img " + path(i, "img")));
         }
         access.set_die(family_row, die_row, die_dir);
         access.set_sof_files(sofs);

@@ -65,7 +65,7 @@ TEST_F(PofRegression, ChecksEveryReadyFamilyDieByDie)
             logins.push_back(site.root() + "auto_gen_img.py");
             std::set<std::string> die_files;
             for (unsigned number = 1; number <= SOFS; ++number) {
-                const std::string name = pof_test_lower(die) + "_design0" + std::to_string(number);
+                const std::string name = pof_test_design(die, number);
                 const std::string base = die_dir(family.key, die) + name;
                 die_files.insert(name + ".sof");
                 if (number == 2) {

@@ -135,8 +135,7 @@ std::vector<std::string> regression_verdicts(const std::string& root)
     for (const DIE& die : RELEASE_DIES)
         for (unsigned number = 1; number <= SOFS; number += 2)
             verdicts.push_back((die.agrees ? "Info: POF checking passed - " : "POF Error: POF checking failed - ") +
-                               root + die.family_key + "/" + die.die + "/" + pof_test_lower(die.die) + "_design0" +
-                               std::to_string(number) + ".sof");
+                               root + die.family_key + "/" + die.die + "/" + pof_test_design(die.die, number) + ".sof");
     return verdicts;
 }
 
