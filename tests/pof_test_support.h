@@ -3,6 +3,7 @@
 #pragma once
 
 #include "build_tree.h"
+#include "internal_error_text.h"
 #include "shell_run.h"
 
 #include "pof_checker_access.h"
@@ -108,17 +109,9 @@ inline bool pof_test_exists(const std::string& path)
     return access(path.c_str(), F_OK) == 0;
 }
 
-// Runs `body` and gives the text of the internal error it raised in the POF checker ("" when none).
-template <typename BODY>
-std::string pof_test_internal_error(BODY&& body)
+template <typename BODY> std::string pof_test_internal_error(BODY&& body)
 {
-    try {
-        body();
-    } catch (const MSG_INTERNAL_ERROR_EXCEPTION& error) {
-        const bool checkers = error.module() == "PGMDQ" && error.file() == "pgmdq_pof_checker";
-        return checkers ? error.text() : "raised by " + error.module() + " in " + error.file();
-    }
-    return std::string();
+    return internal_error_text("pgmdq_pof_checker", std::forward<BODY>(body));
 }
 
 // The POF checker's site for one test program: the loopback site's settings with the test

@@ -1,8 +1,8 @@
-// Shared by the Kiopru and waveform tests: the plug-in's internal errors caught by their text,
-// and folders that cannot take a whole file.
+// Shared by the Kiopru and waveform tests: the plug-in's internal errors caught by their text
+// (as QStrings), and folders that cannot take a whole file.
 #pragma once
 
-#include "msg.h"
+#include "internal_error_text.h"
 
 #include <QFile>
 #include <QtTest>
@@ -14,18 +14,9 @@
 #include <unistd.h>
 #include <utility>
 
-// The text of the internal error `action` raises in the plug-in's `source`, empty when there is
-// none; other failures propagate.
 template <typename ACTION> QString internal_error_in(const char* source, ACTION&& action)
 {
-    try {
-        std::forward<ACTION>(action)();
-    } catch (const MSG_INTERNAL_ERROR_EXCEPTION& error) {
-        if (error.module() != "PGMDQ" || error.file() != source)
-            return QString("raised by %1 in %2").arg(error.module().c_str(), error.file().c_str());
-        return QString::fromStdString(error.text());
-    }
-    return QString();
+    return QString::fromStdString(internal_error_text(source, std::forward<ACTION>(action)));
 }
 
 // Where a file cannot be written whole: a read-only folder, a folder that is not there, a disk
